@@ -1,0 +1,36 @@
+//===- base/core/Debug.h - Assertion sites ---------------------------------===//
+//
+// `BASE_ASSERT(condition, message)` reports a broken invariant. The report names the
+// process, the condition's source text, the message, the file and the line, goes to
+// the standard error stream, and the caller then continues behind the assertion.
+//
+//===----------------------------------------------------------------------===//
+#ifndef BASE_CORE_DEBUG_H
+#define BASE_CORE_DEBUG_H
+
+#include <string>
+
+namespace base::core {
+
+/// Read by every assertion site before it does anything.
+extern const bool ARE_ASSERTIONS_ENABLED;
+
+/// The report text of a failed assertion. `message` may be empty.
+[[nodiscard]] std::string getAssertionErrorMessage(const std::string &condition,
+                                                   const std::string &message,
+                                                   const char *file, int line);
+
+/// Writes the report of a failed assertion to the standard error stream and returns,
+/// so that the caller continues behind the site.
+void assertionFailed(const std::string &condition, const std::string &message,
+                     const char *file, int line);
+
+} // namespace base::core
+
+#define BASE_ASSERT(condition, message)                                                  \
+  do {                                                                                   \
+    if (!(condition) && ::base::core::ARE_ASSERTIONS_ENABLED)                            \
+      ::base::core::assertionFailed(#condition, (message), __FILE__, __LINE__);          \
+  } while (0)
+
+#endif // BASE_CORE_DEBUG_H

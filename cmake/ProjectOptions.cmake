@@ -1,0 +1,18 @@
+# Compiler settings shared by every target of the project.
+#
+# Floating point: no contraction into fused multiply-add and no fast-math, so that the
+# results of every float loop are the same on every x86-64 processor; SSE2 is the baseline
+# that x86-64 guarantees, so no -march flag is needed or wanted.
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+  -Wall -Wextra -Wshadow -Wconversion
+  -ffp-contract=off -fno-fast-math
+  $<$<BOOL:${WARNINGS_AS_ERRORS}>:-Werror>)
+
+if(ENABLE_ASAN_UBSAN)
+  set(sanitizer_flags -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  target_compile_options(project_options INTERFACE ${sanitizer_flags})
+  target_link_options(project_options INTERFACE ${sanitizer_flags})
+endif()
+
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)

@@ -1,0 +1,146 @@
+//===- engine/core/dsp/firFilterbank.cpp - FIR band splitter ---------------===//
+#include "engine/core/dsp/firFilterbank.h"
+
+#include "engine/core/dsp/FirDesign.h"
+#include "primitives/simd/sse2.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace engine {
+
+namespace {
+
+constexpr unsigned int Group = 16; // outputs per pass of the kernel: four vectors
+
+// out[0..15] = sum over k < taps of reversed[k] * x[k..k+15]. Four independent sums keep
+// the adder busy; every product is rounded before it is added.
+void convolveGroup(const float *x, const float *reversed, unsigned int taps, float *out) {
+  vfloat a0 = vzero_vf(), a1 = vzero_vf(), a2 = vzero_vf(), a3 = vzero_vf();
+  for (unsigned int k = 0; k < taps; ++k) {
+    const vfloat h = vload_vf_p(reversed + 4 * std::size_t{k});
+    const float *xk = x + k;
+    a0 = vadd_vf_vf_vf(a0, vmul_vf_vf_vf(h, vloadu_vf_p(xk)));
+    a1 = vadd_vf_vf_vf(a1, vmul_vf_vf_vf(h, vloadu_vf_p(xk + 4)));
+    a2 = vadd_vf_vf_vf(a2, vmul_vf_vf_vf(h, vloadu_vf_p(xk + 8)));
+    a3 = vadd_vf_vf_vf(a3, vmul_vf_vf_vf(h, vloadu_vf_p(xk + 12)));
+  }
+  vstoreu_v_p_vf(out, a0);
+  vstoreu_v_p_vf(out + 4, a1);
+  vstoreu_v_p_vf(out + 8, a2);
+  vstoreu_v_p_vf(out + 12, a3);
+}
+
+// The samples of `channel` in stream 0, or null where the store has none.
+const float *channelOf(const SampleData *store, unsigned int channel) {
+  if (!store || channel >= store->numChannels() || store->numStreams() == 0)
+    return nullptr;
+  return store->data(channel, 0);
+}
+
+} // namespace
+
+void firFilterbank::init(unsigned int numBands, unsigned int numChannels,
+                         unsigned int kernelLength, unsigned int lookAhead, const float *cutOffs,
+                         float sampleRate, bool) {
+  _numBands = numBands;
+  _numChannels = numChannels;
+  _kernelLength = kernelLength;
+  _lookAhead = lookAhead;
+  const unsigned int m = kernelLength;
+
+  // One float of room more than the taps: a high-pass of length 0 still adds its 1 at
+  // index 0.
+  _kernels.assign(std::size_t{numBands} * m + 1, 0.0f);
+  for (unsigned int b = 0; b < numBands; ++b) {
+    float *h = _kernels.data() + std::size_t{b} * m;
+    if (numBands == 1) {
+      // A single band has no cut-off to design from; it is the whole signal: the sum of
+      // all bands of any split, an impulse at the centre.
+      if (m > 0)
+        h[m >> 1] = 1.0f;
+    } else if (b == 0) {
+      firCoeffLowPass(h, m, cutOffs[0], sampleRate);
+    } else if (b == numBands - 1) {
+      firCoeffHighPass(h, m, cutOffs[numBands - 2], sampleRate);
+    } else {
+      firCoeffBandPass(h, m, cutOffs[b - 1], cutOffs[b], sampleRate);
+    }
+  }
+
+  // The symmetric Hamming window over M points, in double, narrowed to float.
+  constexpr double Pi = 3.141592653589793;
+  const double step = 1.0 / static_cast<double>(m - 1);
+  for (unsigned int n = 0; n < m; ++n) {
+    const auto w =
+        static_cast<float>(0.54 - std::cos(static_cast<double>(n) * 2.0 * Pi * step) * 0.46);
+    for (unsigned int b = 0; b < numBands; ++b)
+      _kernels[std::size_t{b} * m + n] *= w;
+  }
+
+  _reversed.assign(std::size_t{numBands} * m * 4 + 4, 0.0f);
+  for (unsigned int b = 0; b < numBands; ++b)
+    for (unsigned int k = 0; k < m; ++k)
+      for (unsigned int lane = 0; lane < 4; ++lane)
+        _reversed[(std::size_t{b} * m + k) * 4 + lane] = _kernels[std::size_t{b} * m + (m - 1 - k)];
+}
+
+void firFilterbank::fillExtendedInput(const SampleData *input, const SampleData *previous,
+                                      const SampleData *next, unsigned int channel,
+                                      unsigned long long length) {
+  const float *in = channelOf(input, channel);
+  const float *before = channelOf(previous, channel);
+  const float *behind = channelOf(next, channel);
+  const long long inLength = in ? static_cast<long long>(input->length()) : 0;
+  const long long beforeLength = before ? static_cast<long long>(previous->length()) : 0;
+  const long long behindLength = behind ? static_cast<long long>(next->length()) : 0;
+
+  const unsigned long long groups = (length + Group - 1) / Group;
+  const std::size_t size = groups * Group + _kernelLength;
+  if (_extended.size() < size)
+    _extended.resize(size);
+
+  // _extended[i] = x[i + lookAhead - (M - 1)], with x running from the previous block
+  // through this one into the next.
+  const long long first = static_cast<long long>(_lookAhead) - (static_cast<long long>(_kernelLength) - 1);
+  for (std::size_t i = 0; i < size; ++i) {
+    const long long k = first + static_cast<long long>(i);
+    float v = 0.0f;
+    if (k < 0) {
+      if (k >= -beforeLength)
+        v = before[beforeLength + k];
+    } else if (k < inLength) {
+      v = in[k];
+    } else if (k - inLength < behindLength) {
+      v = behind[k - inLength];
+    }
+    _extended[i] = v;
+  }
+}
+
+void firFilterbank::filter(const SampleData *input, SampleData *output, const SampleData *previous,
+                           const SampleData *next) {
+  const unsigned long long length = output->length();
+  const unsigned int bands = std::min(_numBands, output->numStreams());
+  const unsigned int channels = std::min(_numChannels, output->numChannels());
+  const unsigned int m = _kernelLength;
+  const unsigned long long whole = length / Group * Group;
+
+  for (unsigned int c = 0; c < channels; ++c) {
+    fillExtendedInput(input, previous, next, c, length);
+    const float *x = _extended.data();
+    for (unsigned int b = 0; b < bands; ++b) {
+      const float *reversed = _reversed.data() + std::size_t{b} * m * 4;
+      float *out = output->data(c, b);
+      for (unsigned long long n = 0; n < whole; n += Group)
+        convolveGroup(x + n, reversed, m, out + n);
+      if (whole < length) {
+        alignas(16) float tail[Group];
+        convolveGroup(x + whole, reversed, m, tail);
+        std::copy(tail, tail + (length - whole), out + whole);
+      }
+    }
+  }
+}
+
+} // namespace engine

@@ -1,0 +1,71 @@
+//===- engine/core/dsp/firFilterbank.h - FIR band splitter -----------------===//
+//
+// Splits a block into bands with windowed-sinc FIR kernels: a low-pass at the first
+// cut-off, band-passes between neighbouring cut-offs and a high-pass at the last one.
+// The bands add up to the input delayed by (M - 1) / 2 samples, up to the windowing.
+//
+//   output[b][c][n] = sum over j < M of h[b][j] * x[c][n + lookAhead - j]
+//
+// where x is the input block extended by the end of `previous` and the start of `next`
+// (zeros where a neighbour is null or too short). With a lookAhead of 0 the filter is
+// causal and every band lags its input by the group delay of (M - 1) / 2 samples, 128 for
+// 257 taps; nothing compensates for it.
+//
+// Gain: 1 in each pass band. Cost: numBands * M multiply-adds per output sample.
+//
+// Lifecycle: construct, `init` (again at will: it replaces the kernels), then any number
+// of `filter` calls. Nothing is kept between `filter` calls but the kernels. One object
+// serves one thread at a time: `filter` uses a scratch buffer of the object's.
+//
+//===----------------------------------------------------------------------===//
+#ifndef ENGINE_CORE_DSP_FIRFILTERBANK_H
+#define ENGINE_CORE_DSP_FIRFILTERBANK_H
+
+#include "engine/core/dsp/SampleData.h"
+
+#include <vector>
+
+namespace engine {
+
+class firFilterbank {
+public:
+  firFilterbank() = default;
+
+  /// Designs `numBands` kernels of `kernelLength` taps from the `numBands - 1` rising
+  /// cut-offs in hertz, each multiplied by a symmetric Hamming window. The last argument
+  /// is accepted and ignored.
+  void init(unsigned int numBands, unsigned int numChannels, unsigned int kernelLength,
+            unsigned int lookAhead, const float *cutOffs, float sampleRate, bool = false);
+
+  /// Fills stream b of `output`, channel by channel, with band b of `input` (stream 0),
+  /// over the length of `output`. `previous` and `next` give the samples before and
+  /// behind the block and may be null. Any block length works, and nothing outside the
+  /// given stores is read.
+  void filter(const SampleData *input, SampleData *output, const SampleData *previous,
+              const SampleData *next);
+
+  [[nodiscard]] unsigned int numBands() const { return _numBands; }
+  [[nodiscard]] unsigned int kernelLength() const { return _kernelLength; }
+  [[nodiscard]] unsigned int numChannels() const { return _numChannels; }
+  [[nodiscard]] unsigned int lookAhead() const { return _lookAhead; }
+  /// The windowed kernel of band `band`: kernelLength() taps.
+  [[nodiscard]] const float *kernel(unsigned int band) const {
+    return _kernels.data() + std::size_t{band} * _kernelLength;
+  }
+
+private:
+  void fillExtendedInput(const SampleData *input, const SampleData *previous,
+                         const SampleData *next, unsigned int channel, unsigned long long length);
+
+  unsigned int _numBands = 0;
+  unsigned int _kernelLength = 0;
+  unsigned int _numChannels = 0;
+  unsigned int _lookAhead = 0;
+  std::vector<float> _kernels;   // [numBands][M], windowed
+  std::vector<float> _reversed;  // [numBands][M][4]: tap M - 1 - k of each band, in all lanes
+  std::vector<float> _extended;  // the input of one channel with its M - 1 samples of history
+};
+
+} // namespace engine
+
+#endif // ENGINE_CORE_DSP_FIRFILTERBANK_H

@@ -1,0 +1,67 @@
+/*===- primitives/simd/sse2.h - Four-lane float vectors, SSE2 ------------===*
+ *
+ * The one place where the project's C and C++ code meets the vector instructions.
+ * Functions are named by signature: vadd_vf_vf_vf takes two float vectors and gives one.
+ * SSE2 is the baseline of x86-64, so nothing here needs a processor check.
+ * There is no fused multiply-add: every multiply and add is rounded on its own, so results
+ * are the same on every processor. primitives/simd/scalar.h has the same names in plain C.
+ *
+ *===---------------------------------------------------------------------===*/
+#ifndef PRIMITIVES_SIMD_SSE2_H
+#define PRIMITIVES_SIMD_SSE2_H
+
+#include <emmintrin.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef __m128 vfloat; /* four floats, lane 0 first in memory */
+typedef __m128 vmask;  /* per lane all ones (true) or all zeros (false) */
+
+#define VFLOAT_LANES 4
+
+/* Loads and stores. The aligned forms need a 16-byte aligned address. */
+static inline vfloat vload_vf_p(const float *p) { return _mm_load_ps(p); }
+static inline vfloat vloadu_vf_p(const float *p) { return _mm_loadu_ps(p); }
+static inline void vstore_v_p_vf(float *p, vfloat v) { _mm_store_ps(p, v); }
+static inline void vstoreu_v_p_vf(float *p, vfloat v) { _mm_storeu_ps(p, v); }
+
+static inline vfloat vcast_vf_f(float f) { return _mm_set1_ps(f); }
+static inline vfloat vzero_vf(void) { return _mm_setzero_ps(); }
+
+/* Lanes a, b, c, d from lane 0 up. */
+static inline vfloat vset_vf_f_f_f_f(float a, float b, float c, float d) {
+  return _mm_setr_ps(a, b, c, d);
+}
+
+static inline vfloat vadd_vf_vf_vf(vfloat x, vfloat y) { return _mm_add_ps(x, y); }
+static inline vfloat vsub_vf_vf_vf(vfloat x, vfloat y) { return _mm_sub_ps(x, y); }
+static inline vfloat vmul_vf_vf_vf(vfloat x, vfloat y) { return _mm_mul_ps(x, y); }
+static inline vfloat vdiv_vf_vf_vf(vfloat x, vfloat y) { return _mm_div_ps(x, y); }
+
+/* x > y ? x : y per lane; where either lane is NaN the result is y's lane. */
+static inline vfloat vmax_vf_vf_vf(vfloat x, vfloat y) { return _mm_max_ps(x, y); }
+
+/* x < y ? x : y per lane; where either lane is NaN the result is y's lane. */
+static inline vfloat vmin_vf_vf_vf(vfloat x, vfloat y) { return _mm_min_ps(x, y); }
+
+/* Clears the sign bit: NaNs stay NaN. */
+static inline vfloat vabs_vf_vf(vfloat x) {
+  return _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff)));
+}
+
+/* Ordered x < y: false where either lane is NaN. */
+static inline vmask vlt_vm_vf_vf(vfloat x, vfloat y) { return _mm_cmplt_ps(x, y); }
+
+/* m ? x : y per lane. */
+static inline vfloat vsel_vf_vm_vf_vf(vmask m, vfloat x, vfloat y) {
+  return _mm_or_ps(_mm_and_ps(m, x), _mm_andnot_ps(m, y));
+}
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PRIMITIVES_SIMD_SSE2_H */

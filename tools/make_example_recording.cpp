@@ -1,0 +1,197 @@
+//===- tools/make_example_recording.cpp - A synthetic drum recording -------===//
+//
+// Writes a mono 16-bit WAV file of a short drum pattern: kick, snare and hi-hat hits
+// over a quiet sustained chord, every sample computed here, and prints the time of each
+// hit, so the detector's output can be set beside what was played.
+//
+//   make-example-recording OUT.wav [--rate HZ] [--seconds S] [--seed N]
+//
+//===----------------------------------------------------------------------===//
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr double Pi = 3.141592653589793;
+
+struct Options {
+  std::string output;
+  double rate = 44100.0;
+  double seconds = 12.0;
+  unsigned long seed = 1;
+};
+
+[[noreturn]] void fail(const std::string &message) {
+  std::fprintf(stderr, "make-example-recording: %s\n", message.c_str());
+  std::exit(1);
+}
+
+double number(const char *option, const char *text, double least, double most) {
+  if (!text)
+    fail(std::string(option) + ": a value is missing");
+  char *end = nullptr;
+  errno = 0;
+  const double v = std::strtod(text, &end);
+  if (end == text || *end != '\0' || errno == ERANGE)
+    fail(std::string(option) + ": '" + text + "' is not a number");
+  if (!(v >= least && v <= most))
+    fail(std::string(option) + ": " + text + " is out of range (" + std::to_string(least) + " to " +
+         std::to_string(most) + ")");
+  return v;
+}
+
+Options parse(int argc, char **argv) {
+  Options o;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
+    if (arg == "--rate") {
+      o.rate = number("--rate", value, 8000, 192000), ++i;
+    } else if (arg == "--seconds") {
+      o.seconds = number("--seconds", value, 1, 3600), ++i;
+    } else if (arg == "--seed") {
+      o.seed = static_cast<unsigned long>(number("--seed", value, 0, 4294967295.0)), ++i;
+    } else if (!arg.empty() && arg[0] == '-') {
+      fail("unknown option '" + arg + "'");
+    } else if (o.output.empty()) {
+      o.output = arg;
+    } else {
+      fail("more than one output file given ('" + o.output + "', '" + arg + "')");
+    }
+  }
+  if (o.output.empty())
+    fail("usage: make-example-recording OUT.wav [--rate HZ] [--seconds S] [--seed N]");
+  return o;
+}
+
+// A small linear congruential generator: the same noise on every platform.
+struct Noise {
+  uint32_t state;
+  float next() {
+    state = state * 1664525u + 1013904223u;
+    return static_cast<float>(static_cast<int32_t>(state)) * (1.0f / 2147483648.0f);
+  }
+};
+
+enum class Drum { Kick, Snare, HiHat };
+
+void addHit(std::vector<float> &out, double rate, std::size_t start, Drum drum, float gain,
+            Noise &noise) {
+  const double seconds = drum == Drum::Kick ? 0.45 : drum == Drum::Snare ? 0.3 : 0.08;
+  const std::size_t n = static_cast<std::size_t>(seconds * rate);
+  double phase = 0.0;
+  float lowpassed = 0.0f, previous = 0.0f;
+  for (std::size_t i = 0; i < n && start + i < out.size(); ++i) {
+    const double t = static_cast<double>(i) / rate;
+    float v = 0.0f;
+    if (drum == Drum::Kick) {
+      // A sine falling from 150 Hz to 50 Hz, with a short click on top.
+      phase += 2.0 * Pi * (50.0 + 100.0 * std::exp(-t * 30.0)) / rate;
+      v = static_cast<float>(std::sin(phase) * std::exp(-t * 9.0)) +
+          0.3f * noise.next() * static_cast<float>(std::exp(-t * 400.0));
+    } else if (drum == Drum::Snare) {
+      phase += 2.0 * Pi * 190.0 / rate;
+      v = static_cast<float>(0.5 * std::sin(phase) * std::exp(-t * 25.0)) +
+          0.6f * noise.next() * static_cast<float>(std::exp(-t * 18.0));
+    } else {
+      // High-passed noise: the difference of successive samples.
+      const float white = noise.next();
+      lowpassed = white - previous;
+      previous = white;
+      v = 0.5f * lowpassed * static_cast<float>(std::exp(-t * 60.0));
+    }
+    out[start + i] += gain * v;
+  }
+}
+
+void put16(std::FILE *f, uint16_t v) {
+  const unsigned char b[2] = {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8)};
+  std::fwrite(b, 1, 2, f);
+}
+void put32(std::FILE *f, uint32_t v) {
+  put16(f, static_cast<uint16_t>(v));
+  put16(f, static_cast<uint16_t>(v >> 16));
+}
+
+bool writeWav(const std::string &path, const std::vector<float> &samples, uint32_t rate) {
+  std::FILE *f = std::fopen(path.c_str(), "wb");
+  if (!f)
+    return false;
+  const uint32_t dataBytes = static_cast<uint32_t>(samples.size() * 2);
+  std::fwrite("RIFF", 1, 4, f);
+  put32(f, 36 + dataBytes);
+  std::fwrite("WAVEfmt ", 1, 8, f);
+  put32(f, 16);
+  put16(f, 1); // PCM
+  put16(f, 1); // mono
+  put32(f, rate);
+  put32(f, rate * 2);
+  put16(f, 2);
+  put16(f, 16);
+  std::fwrite("data", 1, 4, f);
+  put32(f, dataBytes);
+  for (float s : samples) {
+    const float clipped = s > 1.0f ? 1.0f : s < -1.0f ? -1.0f : s;
+    put16(f, static_cast<uint16_t>(static_cast<int16_t>(std::lround(clipped * 32767.0f))));
+  }
+  const bool ok = !std::ferror(f);
+  return std::fclose(f) == 0 && ok;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  const Options o = parse(argc, argv);
+  const auto rate = static_cast<uint32_t>(o.rate);
+  std::vector<float> out(static_cast<std::size_t>(o.seconds * o.rate), 0.0f);
+  Noise noise{static_cast<uint32_t>(o.seed)};
+
+  // A soft A minor chord underneath, so the hits stand on a signal rather than silence.
+  const double chord[] = {220.0, 261.63, 329.63};
+  for (std::size_t i = 0; i < out.size(); ++i) {
+    const double t = static_cast<double>(i) / o.rate;
+    double v = 0.0;
+    for (double f : chord)
+      v += std::sin(2.0 * Pi * f * t);
+    out[i] = static_cast<float>(0.01 * v);
+  }
+
+  // Two bars a pattern at 100 beats per minute: kick on 1 and 3, snare on 2 and 4,
+  // hi-hat on the off-beats, starting half a second in.
+  const double beat = 0.6;
+  std::printf("# hits of %s (seconds, drum)\n", o.output.c_str());
+  for (int step = 0;; ++step) {
+    const double t = 0.5 + step * beat / 2.0;
+    if (t + 0.5 > o.seconds)
+      break;
+    const int inBar = step % 8;
+    Drum drum = Drum::HiHat;
+    float gain = 0.25f;
+    if (inBar == 0 || inBar == 4)
+      drum = Drum::Kick, gain = 0.8f;
+    else if (inBar == 2 || inBar == 6)
+      drum = Drum::Snare, gain = 0.6f;
+    addHit(out, o.rate, static_cast<std::size_t>(t * o.rate), drum, gain, noise);
+    std::printf("%.3f\t%s\n", t,
+                drum == Drum::Kick ? "kick" : drum == Drum::Snare ? "snare" : "hi-hat");
+  }
+
+  // Through a temporary file and a rename: a failed write leaves nothing behind.
+  const std::string temporary = o.output + ".part";
+  if (!writeWav(temporary, out, rate)) {
+    std::remove(temporary.c_str());
+    fail("cannot write '" + o.output + "': " + std::strerror(errno));
+  }
+  if (std::rename(temporary.c_str(), o.output.c_str()) != 0) {
+    const int e = errno;
+    std::remove(temporary.c_str());
+    fail("cannot write '" + o.output + "': " + std::strerror(e));
+  }
+  return 0;
+}
