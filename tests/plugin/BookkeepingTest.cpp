@@ -4,17 +4,23 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <vector>
 
 namespace {
 
-// A click train of unit impulses every `spacing` samples, as one long signal.
+// A hit every `spacing` samples from `first` on: a burst of noise decaying by e every 300
+// samples, over silence.
 std::vector<float> clicks(std::size_t length, std::size_t spacing, std::size_t first) {
   std::vector<float> s(length, 0.0f);
+  uint32_t noise = 1;
   for (std::size_t n = first; n < length; n += spacing)
-    for (std::size_t k = 0; k < 400 && n + k < length; ++k)
-      s[n + k] = 0.8f * std::exp(-static_cast<float>(k) / 80.0f) * ((k % 2) ? 1.0f : -1.0f);
+    for (std::size_t k = 0; k < 3000 && n + k < length; ++k) {
+      noise = noise * 1664525u + 1013904223u;
+      s[n + k] = 0.8f * std::exp(-static_cast<float>(k) / 300.0f) *
+                 static_cast<float>(static_cast<int32_t>(noise)) / 2147483648.0f;
+    }
   return s;
 }
 

@@ -1,0 +1,188 @@
+//===- tests/plugin/HostTest.cpp - The built plug-in through a Vamp host ---===//
+//
+// Loads transient-detector.so the way every host does, through the host SDK's loader and
+// the C descriptor, and checks what a host sees: the description tables, the parameter
+// rules, a run, and the library's exported names.
+//
+//===----------------------------------------------------------------------===//
+#include <vamp-hostsdk/PluginLoader.h>
+#include <vamp/vamp.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+using Vamp::Plugin;
+using Vamp::HostExt::PluginLoader;
+
+namespace {
+
+const std::string Key = "transient-detector:TransientDetector";
+
+PluginLoader *loader() {
+  static PluginLoader *instance = [] {
+    setenv("VAMP_PATH", PLUGIN_DIR, 1);
+    return PluginLoader::getInstance();
+  }();
+  return instance;
+}
+
+std::unique_ptr<Plugin> load(float rate = 44100.0f) {
+  return std::unique_ptr<Plugin>(loader()->loadPlugin(Key, rate, 0));
+}
+
+struct Library {
+  void *handle = dlopen(PLUGIN_DIR "/transient-detector.so", RTLD_NOW | RTLD_LOCAL);
+  ~Library() {
+    if (handle)
+      dlclose(handle);
+  }
+};
+
+} // namespace
+
+TEST(Host, FindsAndDescribesThePlugin) {
+  const auto keys = loader()->listPlugins();
+  ASSERT_NE(std::find(keys.begin(), keys.end(), Key), keys.end());
+
+  auto p = load();
+  ASSERT_TRUE(p);
+  EXPECT_EQ(p->getIdentifier(), "TransientDetector");
+  EXPECT_EQ(p->getName(), "Transient Detector");
+  EXPECT_EQ(p->getDescription(), "Detect transients");
+  EXPECT_EQ(p->getMaker(), "Kesmor GmbH");
+  EXPECT_EQ(p->getCopyright(), "2013 Kesmor GmbH");
+  EXPECT_EQ(p->getPluginVersion(), 2);
+  EXPECT_EQ(p->getVampApiVersion(), 2u);
+  EXPECT_EQ(p->getType(), "Feature Extraction Plugin");
+  EXPECT_EQ(p->getInputDomain(), Plugin::TimeDomain);
+  EXPECT_EQ(p->getPreferredBlockSize(), 65536u);
+  EXPECT_EQ(p->getPreferredStepSize(), 0u);
+  EXPECT_EQ(p->getMinChannelCount(), 1u);
+  EXPECT_EQ(p->getMaxChannelCount(), 1u);
+  EXPECT_TRUE(p->getPrograms().empty());
+  EXPECT_EQ(p->getCurrentProgram(), "");
+
+  const auto params = p->getParameterDescriptors();
+  ASSERT_EQ(params.size(), 2u);
+  EXPECT_EQ(params[0].identifier, "RaiseThreshold");
+  EXPECT_EQ(params[0].name, "Attack Threshold");
+  EXPECT_EQ(params[0].description, "");
+  EXPECT_EQ(params[0].unit, "%");
+  EXPECT_EQ(params[0].minValue, 0.0f);
+  EXPECT_EQ(params[0].maxValue, 100.0f);
+  EXPECT_EQ(params[0].defaultValue, 12.0f);
+  EXPECT_FALSE(params[0].isQuantized);
+  EXPECT_EQ(params[1].identifier, "NoiseFloor");
+  EXPECT_EQ(params[1].name, "Noise Floor");
+  EXPECT_EQ(params[1].description,
+            "Level in decibels required for an onset to be considered as detected.");
+  EXPECT_EQ(params[1].unit, "dB");
+  EXPECT_EQ(params[1].minValue, -100.0f);
+  EXPECT_EQ(params[1].maxValue, -20.0f);
+  EXPECT_EQ(params[1].defaultValue, -60.0f);
+  EXPECT_FALSE(params[1].isQuantized);
+  for (const auto &d : params) {
+    EXPECT_TRUE(d.valueNames.empty());
+    EXPECT_EQ(d.quantizeStep, 0.0f);
+  }
+
+  const auto outputs = p->getOutputDescriptors();
+  ASSERT_EQ(outputs.size(), 1u);
+  const auto &o = outputs[0];
+  EXPECT_EQ(o.identifier, "transients");
+  EXPECT_EQ(o.name, "Transients");
+  EXPECT_EQ(o.description, "The locations of transients");
+  EXPECT_EQ(o.unit, "");
+  EXPECT_TRUE(o.hasFixedBinCount);
+  EXPECT_EQ(o.binCount, 1u);
+  for (const auto &n : o.binNames) // a host may fill in the one bin's name as empty
+    EXPECT_EQ(n, "");
+  EXPECT_FALSE(o.hasKnownExtents);
+  EXPECT_EQ(o.minValue, 0.0f);
+  EXPECT_EQ(o.maxValue, 2.0f);
+  EXPECT_FALSE(o.isQuantized);
+  EXPECT_EQ(o.quantizeStep, 0.0f);
+  EXPECT_EQ(o.sampleType, Plugin::OutputDescriptor::VariableSampleRate);
+  EXPECT_EQ(o.sampleRate, 44100.0f);
+  EXPECT_FALSE(o.hasDuration);
+  EXPECT_EQ(load(96000.0f)->getOutputDescriptors()[0].sampleRate, 96000.0f);
+}
+
+TEST(Host, ParametersAcrossTheInterface) {
+  auto p = load();
+  EXPECT_EQ(p->getParameter("RaiseThreshold"), 12.0f);
+  EXPECT_EQ(p->getParameter("NoiseFloor"), -60.0f);
+  p->setParameter("NoiseFloor", -40.0f);
+  EXPECT_EQ(p->getParameter("NoiseFloor"), -40.0f);
+  p->setParameter("RaiseThreshold", 150.0f); // no clamping
+  EXPECT_EQ(p->getParameter("RaiseThreshold"), 150.0f);
+}
+
+// A run as a host makes it: a few noise hits come back as features on output 0, one block
+// late, with times near the clicks; two channels are refused.
+TEST(Host, Run) {
+  auto p = load();
+  EXPECT_FALSE(p->initialise(2, 4096, 4096));
+  ASSERT_TRUE(p->initialise(1, 4096, 4096));
+  std::vector<float> signal(44100 * 2, 0.0f);
+  const long clicks[] = {11025, 44100, 66150};
+  uint32_t noise = 1;
+  for (long c : clicks)
+    for (int k = 0; k < 5000; ++k) {
+      noise = noise * 1664525u + 1013904223u;
+      signal[static_cast<std::size_t>(c + k)] = 0.7f * std::exp(-static_cast<float>(k) / 1000.0f) *
+                                                static_cast<float>(static_cast<int32_t>(noise)) /
+                                                2147483648.0f;
+    }
+
+  std::vector<long> found;
+  std::vector<float> block(4096);
+  for (std::size_t pos = 0; pos < signal.size(); pos += 4096) {
+    for (std::size_t i = 0; i < 4096; ++i)
+      block[i] = pos + i < signal.size() ? signal[pos + i] : 0.0f;
+    const float *channels[] = {block.data()};
+    auto fs = p->process(channels, Vamp::RealTime::frame2RealTime(static_cast<long>(pos), 44100));
+    if (pos == 0) {
+      EXPECT_TRUE(fs.empty());
+    }
+    for (const auto &f : fs[0]) {
+      EXPECT_TRUE(f.hasTimestamp);
+      ASSERT_EQ(f.values.size(), 1u);
+      found.push_back(Vamp::RealTime::realTime2Frame(f.timestamp, 44100));
+    }
+  }
+  for (const auto &f : p->getRemainingFeatures()[0])
+    found.push_back(Vamp::RealTime::realTime2Frame(f.timestamp, 44100));
+
+  ASSERT_EQ(found.size(), 3u);
+  for (std::size_t i = 0; i < 3; ++i)
+    EXPECT_LE(std::labs(found[i] - clicks[i]), 300) << found[i];
+}
+
+// The entry point's rules, and what the library exports: the entry point and the
+// libraries' interfaces, nothing of the Vamp SDK it carries inside.
+TEST(Host, EntryPointAndExports) {
+  Library lib;
+  ASSERT_NE(lib.handle, nullptr) << dlerror();
+  using Entry = const VampPluginDescriptor *(*)(unsigned int, unsigned int);
+  auto entry = reinterpret_cast<Entry>(dlsym(lib.handle, "vampGetPluginDescriptor"));
+  ASSERT_NE(entry, nullptr);
+  EXPECT_EQ(entry(0, 0), nullptr);
+  EXPECT_EQ(entry(2, 1), nullptr);
+  const VampPluginDescriptor *d = entry(2, 0);
+  ASSERT_NE(d, nullptr);
+  EXPECT_STREQ(d->identifier, "TransientDetector");
+  EXPECT_EQ(d->vampApiVersion, 2u);
+  EXPECT_EQ(d->parameterCount, 2u);
+  EXPECT_EQ(entry(1, 0), d);
+
+  EXPECT_EQ(dlsym(lib.handle, "_ZN11_VampPlugin4Vamp8RealTime14frame2RealTimeElj"), nullptr);
+  EXPECT_NE(dlsym(lib.handle, "_ZN6engine10naturalLogEf"), nullptr);
+}
