@@ -158,7 +158,8 @@ TEST(Host, Run) {
       found.push_back(Vamp::RealTime::realTime2Frame(f.timestamp, 44100));
     }
   }
-  for (const auto &f : p->getRemainingFeatures()[0])
+  auto remaining = p->getRemainingFeatures();
+  for (const auto &f : remaining[0])
     found.push_back(Vamp::RealTime::realTime2Frame(f.timestamp, 44100));
 
   ASSERT_EQ(found.size(), 3u);
