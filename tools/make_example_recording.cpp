@@ -40,9 +40,11 @@ double number(const char *option, const char *text, double least, double most) {
   const double v = std::strtod(text, &end);
   if (end == text || *end != '\0' || errno == ERANGE)
     fail(std::string(option) + ": '" + text + "' is not a number");
-  if (!(v >= least && v <= most))
-    fail(std::string(option) + ": " + text + " is out of range (" + std::to_string(least) + " to " +
-         std::to_string(most) + ")");
+  if (!(v >= least && v <= most)) {
+    char range[64];
+    std::snprintf(range, sizeof range, " (%g to %g)", least, most);
+    fail(std::string(option) + ": " + text + " is out of range" + range);
+  }
   return v;
 }
 
@@ -165,7 +167,7 @@ int main(int argc, char **argv) {
   // Two bars a pattern at 100 beats per minute: kick on 1 and 3, snare on 2 and 4,
   // hi-hat on the off-beats, starting half a second in.
   const double beat = 0.6;
-  std::printf("# hits of %s (seconds, drum)\n", o.output.c_str());
+  std::string hits = "# hits of " + o.output + " (seconds, drum)\n";
   for (int step = 0;; ++step) {
     const double t = 0.5 + step * beat / 2.0;
     if (t + 0.5 > o.seconds)
@@ -178,20 +180,24 @@ int main(int argc, char **argv) {
     else if (inBar == 2 || inBar == 6)
       drum = Drum::Snare, gain = 0.6f;
     addHit(out, o.rate, static_cast<std::size_t>(t * o.rate), drum, gain, noise);
-    std::printf("%.3f\t%s\n", t,
-                drum == Drum::Kick ? "kick" : drum == Drum::Snare ? "snare" : "hi-hat");
+    char line[64];
+    std::snprintf(line, sizeof line, "%.3f\t%s\n", t,
+                  drum == Drum::Kick ? "kick" : drum == Drum::Snare ? "snare" : "hi-hat");
+    hits += line;
   }
 
   // Through a temporary file and a rename: a failed write leaves nothing behind.
   const std::string temporary = o.output + ".part";
   if (!writeWav(temporary, out, rate)) {
+    const int e = errno;
     std::remove(temporary.c_str());
-    fail("cannot write '" + o.output + "': " + std::strerror(errno));
+    fail("cannot write '" + o.output + "': " + std::strerror(e));
   }
   if (std::rename(temporary.c_str(), o.output.c_str()) != 0) {
     const int e = errno;
     std::remove(temporary.c_str());
     fail("cannot write '" + o.output + "': " + std::strerror(e));
   }
+  std::fputs(hits.c_str(), stdout);
   return 0;
 }
