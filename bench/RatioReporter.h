@@ -1,0 +1,61 @@
+//===- bench/RatioReporter.h - Console output plus a table of ratios -------===//
+//
+// Benchmarks named "<case>/ours" and "<case>/<reference>" are measured in the same run;
+// after the usual console table this reporter prints, per case, the throughput of ours
+// divided by that of the reference. The machine is shared and noisy, so only such ratios
+// from one run are worth comparing.
+//
+//===----------------------------------------------------------------------===//
+#ifndef BENCH_RATIOREPORTER_H
+#define BENCH_RATIOREPORTER_H
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+  void ReportRuns(const std::vector<Run> &runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run &run : runs) {
+      if (run.run_type != Run::RT_Iteration || run.error_occurred)
+        continue;
+      const std::string name = run.benchmark_name();
+      const auto slash = name.rfind('/');
+      if (slash == std::string::npos)
+        continue;
+      // Time per iteration: every pair does the same work per iteration.
+      _time[name.substr(0, slash)][name.substr(slash + 1)] = run.GetAdjustedCPUTime();
+    }
+  }
+
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    std::printf("\n%-28s %12s %12s %10s\n", "case", "ours", "reference", "speed-up");
+    for (const auto &[name, times] : _time) {
+      const auto ours = times.find("ours");
+      if (ours == times.end())
+        continue;
+      for (const auto &[who, t] : times)
+        if (who != "ours")
+          std::printf("%-28s %12.1f %12.1f %9.2fx  (vs %s)\n", name.c_str(), ours->second, t,
+                      t / ours->second, who.c_str());
+    }
+  }
+
+private:
+  std::map<std::string, std::map<std::string, double>> _time;
+};
+
+#define RATIO_BENCHMARK_MAIN()                                                           \
+  int main(int argc, char **argv) {                                                      \
+    benchmark::Initialize(&argc, argv);                                                  \
+    RatioReporter reporter;                                                              \
+    benchmark::RunSpecifiedBenchmarks(&reporter);                                        \
+    benchmark::Shutdown();                                                               \
+    return 0;                                                                            \
+  }
+
+#endif // BENCH_RATIOREPORTER_H

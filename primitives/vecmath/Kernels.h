@@ -1,0 +1,132 @@
+//===- primitives/vecmath/Kernels.h - The frame every kernel runs in -------===//
+//
+// A kernel K supplies
+//   static constexpr const char *name;
+//   static bool block(const float *src, float *dst);    // 8 elements, vector path
+//   static float scalar(float x, IppStatus &status);    // 1 element, exact on specials
+// `block` returns false, having written nothing, when any of its 8 elements lies outside
+// its fast range; those 8 then go through `scalar`, as does the tail of fewer than 8.
+// For inputs in the fast range the two give the same bits.
+//
+//===----------------------------------------------------------------------===//
+#ifndef PRIMITIVES_VECMATH_KERNELS_H
+#define PRIMITIVES_VECMATH_KERNELS_H
+
+#include "primitives/status.h"
+#include "primitives/vecmath/vecmath.h"
+
+#include <cstdint>
+#include <cstring>
+#include <emmintrin.h>
+
+namespace primitives::vecmath {
+
+enum class CheckOrder { PointersFirst, LengthFirst };
+
+// Masks every floating-point exception for the life of the object. On the way out the
+// x87 flags are cleared, and the MXCSR is restored when it was changed; when it was not,
+// the five low exception flags are cleared and the precision flag stays.
+class MxcsrGuard {
+public:
+  MxcsrGuard() : _saved(_mm_getcsr()), _changed((_saved & 0x1F80u) != 0x1F80u) {
+    if (_changed)
+      _mm_setcsr(_saved | 0x1F80u);
+  }
+  ~MxcsrGuard() {
+    __asm__ volatile("fnclex");
+    if (_changed) {
+      _mm_setcsr(_saved);
+    } else {
+      const unsigned int now = _mm_getcsr();
+      if (now & 0x1Fu)
+        _mm_setcsr(now & ~0x1Fu);
+    }
+  }
+  MxcsrGuard(const MxcsrGuard &) = delete;
+  MxcsrGuard &operator=(const MxcsrGuard &) = delete;
+
+private:
+  unsigned int _saved;
+  bool _changed;
+};
+
+template <class K, CheckOrder Order> IppStatus run(const float *src, float *dst, int len) {
+  if constexpr (Order == CheckOrder::PointersFirst) {
+    if (!dst || !src)
+      return ippStatusNullPointer;
+    if (len < 1)
+      return ippStatusBadSize;
+  } else {
+    if (len < 1)
+      return ippStatusBadSize;
+    if (!dst || !src)
+      return ippStatusNullPointer;
+  }
+  MxcsrGuard guard;
+  IppStatus status = ippStatusOk;
+  auto one = [&](int j) {
+    IppStatus s = ippStatusOk;
+    dst[j] = K::scalar(src[j], s);
+    if (s != ippStatusOk) {
+      status = s;
+      own_ipps_sError(s, j, src, dst, K::name);
+    }
+  };
+  int i = 0;
+  for (; i + 8 <= len; i += 8)
+    if (!K::block(src + i, dst + i))
+      for (int j = i; j < i + 8; ++j)
+        one(j);
+  for (; i < len; ++i)
+    one(i);
+  return status;
+}
+
+inline uint32_t bitsOf(float x) {
+  uint32_t u;
+  std::memcpy(&u, &x, sizeof u);
+  return u;
+}
+inline float floatOf(uint32_t u) {
+  float x;
+  std::memcpy(&x, &u, sizeof x);
+  return x;
+}
+inline uint64_t bitsOf(double x) {
+  uint64_t u;
+  std::memcpy(&u, &x, sizeof u);
+  return u;
+}
+inline double doubleOf(uint64_t u) {
+  double x;
+  std::memcpy(&x, &u, sizeof x);
+  return x;
+}
+
+/// The NaN that Ln and Log10 give for arguments below zero.
+inline float domainNaN() { return floatOf(0x7FFC0000u); }
+
+/// Lanes 0 and 1, and 2 and 3, of `x` as doubles.
+inline __m128d lowToDouble(__m128 x) { return _mm_cvtps_pd(x); }
+inline __m128d highToDouble(__m128 x) { return _mm_cvtps_pd(_mm_movehl_ps(x, x)); }
+/// Four floats from two pairs of doubles.
+inline __m128 toFloat(__m128d lo, __m128d hi) {
+  return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+}
+
+/// 2^n for integer n in [-1022, 1023], per double lane; n in the low 32 bits of each
+/// 64-bit lane.
+inline __m128d pow2(__m128i n) {
+  const __m128i biased = _mm_and_si128(_mm_add_epi32(n, _mm_set1_epi32(1023)),
+                                       _mm_set_epi32(0, -1, 0, -1));
+  return _mm_castsi128_pd(_mm_slli_epi64(biased, 52));
+}
+
+/// e^x in double for |x| below 709, relative error below 2^-44: the hyperbolic
+/// functions and the subnormal results of Exp are built on it.
+double expDouble(double x);
+__m128d expDouble2(__m128d x);
+
+} // namespace primitives::vecmath
+
+#endif // PRIMITIVES_VECMATH_KERNELS_H
