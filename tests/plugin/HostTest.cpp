@@ -186,4 +186,24 @@ TEST(Host, EntryPointAndExports) {
 
   EXPECT_EQ(dlsym(lib.handle, "_ZN11_VampPlugin4Vamp8RealTime14frame2RealTimeElj"), nullptr);
   EXPECT_NE(dlsym(lib.handle, "_ZN6engine10naturalLogEf"), nullptr);
+
+  // Every primitive by its C name.
+  for (const char *fn : {"Sin", "Cos", "Tan", "Atan", "Sinh", "Cosh", "Tanh", "Exp", "Ln", "Log10"})
+    for (const char *cls : {"A11", "A21", "A24"}) {
+      const std::string name = std::string("ipps") + fn + "_32f_" + cls;
+      EXPECT_NE(dlsym(lib.handle, name.c_str()), nullptr) << name;
+    }
+  for (const char *name :
+       {"ippInit", "ippStaticInit", "ippInitCpu", "ownippStaticInitCpu", "ippGetCpuFeatures",
+        "ippSetCpuFeaturesMask", "ippGetEnabledCpuFeatures", "ippGetMaxCacheSizeB", "ippMalloc",
+        "ippFree", "ippsMalloc_8u", "ippsFree", "ippJumpIndexForMergedLibs", "ipp_control87",
+        "ps_get_ssx", "i_malloc", "own_ipps_sError"})
+    EXPECT_NE(dlsym(lib.handle, name), nullptr) << name;
+
+  using Unary = int (*)(const float *, float *, int);
+  auto ln = reinterpret_cast<Unary>(dlsym(lib.handle, "ippsLn_32f_A24"));
+  const float in[2] = {1.0f, 0.0f};
+  float out[2];
+  EXPECT_EQ(ln(in, out, 2), 18);
+  EXPECT_EQ(out[0], 0.0f);
 }
