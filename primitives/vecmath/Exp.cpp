@@ -39,34 +39,33 @@ float expCore(float x) {
   return p * floatOf(static_cast<uint32_t>(e + 127) << 23);
 }
 
+constexpr F4 kInv = f4(InvLn2x128), kRound = f4(Round), kHi = f4(Ln2By128Hi),
+             kLo = f4(Ln2By128Lo), kHalf = f4(0.5f), kFastBound = f4(FastBound);
+constexpr I4 kRoundBits = i4(0x4B300000), kRowBytes = i4(127 << 3), kBias = i4(127);
+constexpr I4 kAbs = i4(0x7FFFFFFF);
+
 inline __m128 expVector(__m128 x) {
-  const __m128 round = _mm_set1_ps(Round);
-  const __m128 t = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(InvLn2x128)), round);
-  const __m128 nf = _mm_sub_ps(t, round);
-  const __m128i n = _mm_sub_epi32(_mm_castps_si128(t), _mm_set1_epi32(0x4B300000));
-  const __m128 r = _mm_sub_ps(_mm_sub_ps(x, _mm_mul_ps(nf, _mm_set1_ps(Ln2By128Hi))),
-                              _mm_mul_ps(nf, _mm_set1_ps(Ln2By128Lo)));
-  alignas(16) int32_t j[4];
-  _mm_store_si128(reinterpret_cast<__m128i *>(j), _mm_and_si128(n, _mm_set1_epi32(127)));
+  const __m128 t = _mm_add_ps(_mm_mul_ps(x, ld(kInv)), ld(kRound));
+  const __m128 nf = _mm_sub_ps(t, ld(kRound));
+  const __m128i n = _mm_sub_epi32(_mm_castps_si128(t), ld(kRoundBits));
+  const __m128 r = _mm_sub_ps(_mm_sub_ps(x, _mm_mul_ps(nf, ld(kHi))), _mm_mul_ps(nf, ld(kLo)));
+  // Rows of two floats: the byte offset is the low seven bits of n times 8.
+  const Offsets row(_mm_and_si128(_mm_slli_epi32(n, 3), ld(kRowBytes)));
   const __m128 rows01 = _mm_loadh_pi(
-      _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(exp2f_table[j[0]]))),
-      reinterpret_cast<const __m64 *>(exp2f_table[j[1]]));
+      _mm_castpd_ps(_mm_load_sd(row.at<double>(exp2f_table, 0))), row.at<__m64>(exp2f_table, 1));
   const __m128 rows23 = _mm_loadh_pi(
-      _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(exp2f_table[j[2]]))),
-      reinterpret_cast<const __m64 *>(exp2f_table[j[3]]));
+      _mm_castpd_ps(_mm_load_sd(row.at<double>(exp2f_table, 2))), row.at<__m64>(exp2f_table, 3));
   const __m128 hi = _mm_shuffle_ps(rows01, rows23, _MM_SHUFFLE(2, 0, 2, 0));
   const __m128 lo = _mm_shuffle_ps(rows01, rows23, _MM_SHUFFLE(3, 1, 3, 1));
   const __m128 p = _mm_add_ps(
-      _mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_mul_ps(_mm_set1_ps(0.5f), r), r), _mm_add_ps(lo, r)),
-                 hi),
-      hi);
-  const __m128i scale = _mm_slli_epi32(_mm_add_epi32(_mm_srai_epi32(n, 7), _mm_set1_epi32(127)), 23);
+      _mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_mul_ps(ld(kHalf), r), r), _mm_add_ps(lo, r)), hi), hi);
+  const __m128i scale = _mm_slli_epi32(_mm_add_epi32(_mm_srai_epi32(n, 7), ld(kBias)), 23);
   return _mm_mul_ps(p, _mm_castsi128_ps(scale));
 }
 
 inline bool allFast(__m128 x) {
-  const __m128 a = _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
-  return _mm_movemask_ps(_mm_cmplt_ps(a, _mm_set1_ps(FastBound))) == 0xF;
+  const __m128 a = _mm_and_ps(x, _mm_castsi128_ps(ld(kAbs)));
+  return _mm_movemask_ps(_mm_cmplt_ps(a, ld(kFastBound))) == 0xF;
 }
 
 struct ExpKernel {

@@ -103,6 +103,47 @@ inline double doubleOf(uint64_t u) {
   return x;
 }
 
+/// Constants for vector code, laid out so that the compiler folds them into memory
+/// operands instead of rebuilding them in registers.
+struct alignas(16) F4 {
+  float v[4];
+};
+struct alignas(16) I4 {
+  int32_t v[4];
+};
+struct alignas(16) D2 {
+  double v[2];
+};
+constexpr F4 f4(float x) { return {{x, x, x, x}}; }
+constexpr I4 i4(int32_t x) { return {{x, x, x, x}}; }
+constexpr D2 d2(double x) { return {{x, x}}; }
+// The empty asm hides the values from the compiler, which would otherwise rebuild each
+// splat with two instructions at every use instead of reading it as a memory operand.
+template <class T> inline const T *opaque(const T &c) {
+  const T *p = &c;
+  __asm__("" : "+r"(p));
+  return p;
+}
+inline __m128 ld(const F4 &c) { return _mm_load_ps(opaque(c)->v); }
+inline __m128i ld(const I4 &c) {
+  return _mm_load_si128(reinterpret_cast<const __m128i *>(opaque(c)->v));
+}
+inline __m128d ld(const D2 &c) { return _mm_load_pd(opaque(c)->v); }
+
+/// The byte offsets in the four 32-bit lanes of `offsets`, each below 65536, as integers:
+/// the addresses of a four-lane table gather.
+struct Offsets {
+  unsigned int o[4];
+  explicit Offsets(__m128i offsets)
+      : o{static_cast<unsigned int>(_mm_extract_epi16(offsets, 0)),
+          static_cast<unsigned int>(_mm_extract_epi16(offsets, 2)),
+          static_cast<unsigned int>(_mm_extract_epi16(offsets, 4)),
+          static_cast<unsigned int>(_mm_extract_epi16(offsets, 6))} {}
+  template <class T> const T *at(const void *table, int lane) const {
+    return reinterpret_cast<const T *>(static_cast<const unsigned char *>(table) + o[lane]);
+  }
+};
+
 /// The NaN that Ln and Log10 give for arguments below zero.
 inline float domainNaN() { return floatOf(0x7FFC0000u); }
 

@@ -43,36 +43,37 @@ float lnScalar(uint32_t bits, int k, bool near1) {
   return ((p + l) + rLo) + h;
 }
 
+constexpr I4 kRowMask = i4(0x3F8), kRowRound = i4(8), kRowBytes = i4(0x7F0);
+constexpr I4 kFraction = i4(0x7FFFFF), kOne = i4(0x3F800000), kMHi = i4(0x7FFFC000);
+constexpr I4 kBias = i4(127), kNearShift = i4(0x407E0000), kNearBound = i4(0x7FFC0000);
+constexpr F4 kC2 = f4(C2), kC3 = f4(C3), kC4 = f4(C4), kOneF = f4(1.0f);
+constexpr F4 kLog2Hi = f4(Log2Hi), kLog2Lo = f4(Log2Lo);
+
 // Four elements, all in range.
 inline __m128 lnVector(__m128 x) {
   const __m128i bits = _mm_castps_si128(x);
-  const __m128i row = _mm_srli_epi32(
-      _mm_and_si128(_mm_add_epi32(_mm_and_si128(_mm_srli_epi32(bits, 13), _mm_set1_epi32(0x3F8)),
-                                  _mm_set1_epi32(8)),
-                    _mm_set1_epi32(0x7F0)),
-      4);
-  alignas(16) int32_t idx[4];
-  _mm_store_si128(reinterpret_cast<__m128i *>(idx), row);
-  __m128 t0 = _mm_load_ps(Table[idx[0]]), t1 = _mm_load_ps(Table[idx[1]]);
-  __m128 t2 = _mm_load_ps(Table[idx[2]]), t3 = _mm_load_ps(Table[idx[3]]);
+  // The row's byte offset: rows are 16 bytes, so the rounded index needs no shift.
+  const Offsets row(_mm_and_si128(
+      _mm_add_epi32(_mm_and_si128(_mm_srli_epi32(bits, 13), ld(kRowMask)), ld(kRowRound)),
+      ld(kRowBytes)));
+  __m128 t0 = _mm_load_ps(row.at<float>(Table, 0)), t1 = _mm_load_ps(row.at<float>(Table, 1));
+  __m128 t2 = _mm_load_ps(row.at<float>(Table, 2)), t3 = _mm_load_ps(row.at<float>(Table, 3));
   _MM_TRANSPOSE4_PS(t0, t1, t2, t3); // t0 logHi, t1 logLo, t2 recip
 
-  const __m128 m = _mm_castsi128_ps(_mm_or_si128(_mm_and_si128(bits, _mm_set1_epi32(0x7FFFFF)),
-                                                 _mm_set1_epi32(0x3F800000)));
-  const __m128 mHi = _mm_and_ps(m, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFC000)));
+  const __m128 m = _mm_castsi128_ps(_mm_or_si128(_mm_and_si128(bits, ld(kFraction)), ld(kOne)));
+  const __m128 mHi = _mm_and_ps(m, _mm_castsi128_ps(ld(kMHi)));
   const __m128 mLo = _mm_sub_ps(m, mHi);
-  const __m128 rHi = _mm_sub_ps(_mm_mul_ps(mHi, t2), _mm_set1_ps(1.0f));
+  const __m128 rHi = _mm_sub_ps(_mm_mul_ps(mHi, t2), ld(kOneF));
   const __m128 rLo = _mm_mul_ps(mLo, t2);
   const __m128 r = _mm_add_ps(rHi, rLo);
-  const __m128 poly = _mm_add_ps(
-      _mm_set1_ps(C2),
-      _mm_mul_ps(r, _mm_add_ps(_mm_set1_ps(C3), _mm_mul_ps(r, _mm_set1_ps(C4)))));
+  const __m128 poly =
+      _mm_add_ps(ld(kC2), _mm_mul_ps(r, _mm_add_ps(ld(kC3), _mm_mul_ps(r, ld(kC4)))));
   const __m128 p = _mm_mul_ps(_mm_mul_ps(r, r), poly);
-  const __m128 k = _mm_cvtepi32_ps(_mm_sub_epi32(_mm_srli_epi32(bits, 23), _mm_set1_epi32(127)));
-  const __m128 h = _mm_add_ps(_mm_add_ps(_mm_mul_ps(k, _mm_set1_ps(Log2Hi)), t0), rHi);
-  const __m128 l = _mm_add_ps(_mm_mul_ps(k, _mm_set1_ps(Log2Lo)), t1);
-  const __m128 near1 = _mm_castsi128_ps(_mm_cmpgt_epi32(
-      _mm_add_epi32(bits, _mm_set1_epi32(0x407E0000)), _mm_set1_epi32(0x7FFC0000)));
+  const __m128 k = _mm_cvtepi32_ps(_mm_sub_epi32(_mm_srli_epi32(bits, 23), ld(kBias)));
+  const __m128 h = _mm_add_ps(_mm_add_ps(_mm_mul_ps(k, ld(kLog2Hi)), t0), rHi);
+  const __m128 l = _mm_add_ps(_mm_mul_ps(k, ld(kLog2Lo)), t1);
+  const __m128 near1 =
+      _mm_castsi128_ps(_mm_cmpgt_epi32(_mm_add_epi32(bits, ld(kNearShift)), ld(kNearBound)));
   const __m128 pl = _mm_add_ps(p, l);
   const __m128 nearResult = _mm_add_ps(pl, _mm_add_ps(h, rLo));
   const __m128 farResult = _mm_add_ps(_mm_add_ps(pl, rLo), h);

@@ -108,23 +108,26 @@ template <Fn F> float scalarTrig(float x, IppStatus &status) {
   return static_cast<float>(combine<F>(tableOf(F)[j], r));
 }
 
+constexpr D2 kInvStep = d2(InvStep), kRoundD = d2(RoundD), kStepHi = d2(StepHi),
+             kStepLo = d2(StepLo), kS1 = d2(S1), kS2 = d2(S2), kK1 = d2(K1), kK2 = d2(K2);
+constexpr I4 kRowBytes = i4(255 << 4), kAbs = i4(0x7FFFFFFF);
+constexpr F4 kFastBound = f4(FastBound);
+
 template <Fn F> inline __m128d trigPair(__m128d x) {
-  const __m128d round = _mm_set1_pd(RoundD);
-  const __m128d t = _mm_add_pd(_mm_mul_pd(x, _mm_set1_pd(InvStep)), round);
-  const __m128d nf = _mm_sub_pd(t, round);
-  const __m128d r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(nf, _mm_set1_pd(StepHi))),
-                               _mm_mul_pd(nf, _mm_set1_pd(StepLo)));
-  const __m128i n = _mm_castpd_si128(t);
-  const int j0 = _mm_cvtsi128_si32(n) & 255, j1 = _mm_cvtsi128_si32(_mm_srli_si128(n, 8)) & 255;
-  const double(*table)[2] = tableOf(F);
-  const __m128d rowA = _mm_load_pd(table[j0]), rowB = _mm_load_pd(table[j1]);
+  const __m128d t = _mm_add_pd(_mm_mul_pd(x, ld(kInvStep)), ld(kRoundD));
+  const __m128d nf = _mm_sub_pd(t, ld(kRoundD));
+  const __m128d r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(nf, ld(kStepHi))),
+                               _mm_mul_pd(nf, ld(kStepLo)));
+  // Rows of two doubles: the byte offset is n mod 256 times 16.
+  const Offsets row(_mm_and_si128(_mm_slli_epi32(_mm_castpd_si128(t), 4), ld(kRowBytes)));
+  const void *table = tableOf(F);
+  const __m128d rowA = _mm_load_pd(row.at<double>(table, 0));
+  const __m128d rowB = _mm_load_pd(row.at<double>(table, 2));
   const __m128d a = _mm_unpacklo_pd(rowA, rowB), b = _mm_unpackhi_pd(rowA, rowB);
   const __m128d r2 = _mm_mul_pd(r, r);
-  const __m128d sr = _mm_add_pd(
-      r, _mm_mul_pd(_mm_mul_pd(r, r2),
-                    _mm_add_pd(_mm_set1_pd(S1), _mm_mul_pd(r2, _mm_set1_pd(S2)))));
-  const __m128d cm1 =
-      _mm_mul_pd(r2, _mm_add_pd(_mm_set1_pd(K1), _mm_mul_pd(r2, _mm_set1_pd(K2))));
+  const __m128d sr =
+      _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r2), _mm_add_pd(ld(kS1), _mm_mul_pd(r2, ld(kS2)))));
+  const __m128d cm1 = _mm_mul_pd(r2, _mm_add_pd(ld(kK1), _mm_mul_pd(r2, ld(kK2))));
   const __m128d value = _mm_add_pd(a, _mm_add_pd(_mm_mul_pd(a, cm1), _mm_mul_pd(b, sr)));
   if constexpr (F == Fn::Tan)
     return _mm_div_pd(value,
@@ -137,8 +140,8 @@ template <Fn F> inline __m128 trigVector(__m128 x) {
 }
 
 inline bool allFast(__m128 x) {
-  const __m128 a = _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
-  return _mm_movemask_ps(_mm_cmplt_ps(a, _mm_set1_ps(FastBound))) == 0xF;
+  const __m128 a = _mm_and_ps(x, _mm_castsi128_ps(ld(kAbs)));
+  return _mm_movemask_ps(_mm_cmplt_ps(a, ld(kFastBound))) == 0xF;
 }
 
 template <Fn F> struct TrigKernel {
