@@ -66,16 +66,17 @@ inline __m128d atanPair(__m128d x) {
   return _mm_or_pd(_mm_add_pd(base, _mm_mul_pd(t, p)), sign);
 }
 
+inline __m128 atanVector(__m128 x) {
+  return toFloat(atanPair(lowToDouble(x)), atanPair(highToDouble(x)));
+}
+
+// NaN is the only special value; it goes the scalar way to keep its payload.
+inline bool noNaN(__m128 x) { return _mm_movemask_ps(_mm_cmpunord_ps(x, x)) == 0; }
+
 struct AtanKernel {
   static constexpr const char *name = "vsAtan";
   static bool block(const float *src, float *dst) {
-    const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
-    // NaN is the only special value; it goes the scalar way to keep its payload.
-    if (_mm_movemask_ps(_mm_or_ps(_mm_cmpunord_ps(a, a), _mm_cmpunord_ps(b, b))) != 0)
-      return false;
-    _mm_storeu_ps(dst, toFloat(atanPair(lowToDouble(a)), atanPair(highToDouble(a))));
-    _mm_storeu_ps(dst + 4, toFloat(atanPair(lowToDouble(b)), atanPair(highToDouble(b))));
-    return true;
+    return vectorBlock<noNaN, atanVector>(src, dst);
   }
   static float scalar(float x, IppStatus &) {
     if (x != x)

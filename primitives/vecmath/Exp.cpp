@@ -71,12 +71,7 @@ inline bool allFast(__m128 x) {
 struct ExpKernel {
   static constexpr const char *name = "vsExp";
   static bool block(const float *src, float *dst) {
-    const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
-    if (!allFast(a) || !allFast(b))
-      return false;
-    _mm_storeu_ps(dst, expVector(a));
-    _mm_storeu_ps(dst + 4, expVector(b));
-    return true;
+    return vectorBlock<allFast, expVector>(src, dst);
   }
   static float scalar(float x, IppStatus &status) {
     if (x != x)

@@ -68,12 +68,7 @@ template <Fn F> inline bool allFast(__m128 x) {
 template <Fn F> struct HyperKernel {
   static constexpr const char *name = F == Fn::Sinh ? "vsSinh" : F == Fn::Cosh ? "vsCosh" : "vsTanh";
   static bool block(const float *src, float *dst) {
-    const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
-    if (!allFast<F>(a) || !allFast<F>(b))
-      return false;
-    _mm_storeu_ps(dst, hyperVector<F>(a));
-    _mm_storeu_ps(dst + 4, hyperVector<F>(b));
-    return true;
+    return vectorBlock<allFast<F>, hyperVector<F>>(src, dst);
   }
   static float scalar(float x, IppStatus &status) {
     if (x != x)

@@ -82,6 +82,18 @@ template <class K, CheckOrder Order> IppStatus run(const float *src, float *dst,
   return status;
 }
 
+/// The vector path of a kernel over 8 elements: both halves must pass `Fast`, or nothing
+/// is written and the caller takes the scalar path.
+template <bool (*Fast)(__m128), __m128 (*Vector)(__m128)>
+inline bool vectorBlock(const float *src, float *dst) {
+  const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
+  if (!Fast(a) || !Fast(b))
+    return false;
+  _mm_storeu_ps(dst, Vector(a));
+  _mm_storeu_ps(dst + 4, Vector(b));
+  return true;
+}
+
 inline uint32_t bitsOf(float x) {
   uint32_t u;
   std::memcpy(&u, &x, sizeof u);

@@ -125,26 +125,6 @@ bool logSpecial(float x, float &result, IppStatus &status, uint32_t &bits, int &
   return false;
 }
 
-struct LnKernel {
-  static constexpr const char *name = "vsLn";
-  static bool block(const float *src, float *dst) {
-    const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
-    if (!allInLnRange(a) || !allInLnRange(b))
-      return false;
-    _mm_storeu_ps(dst, lnVector(a));
-    _mm_storeu_ps(dst + 4, lnVector(b));
-    return true;
-  }
-  static float scalar(float x, IppStatus &status) {
-    float result;
-    uint32_t bits;
-    int k = 0;
-    if (logSpecial(x, result, status, bits, k))
-      return result;
-    return lnScalar(bits, k, nearOne(bitsOf(x)));
-  }
-};
-
 // Log10 in double: log10 x = k log10(2) - log10(recip) + log10(1 + r), r = m recip - 1
 // exact, the last term a polynomial of degree 4 good to 2^-36 for |r| below 1/80.
 constexpr double Lg2 = 0x1.34413509f79ffp-2; // log10(2)
@@ -158,7 +138,7 @@ inline double log10Double(double m, double recip, double table, double k) {
   return (k * Lg2 + table) + r * (P0 + r * (P1 + r * (P2 + r * P3)));
 }
 
-float log10Scalar(uint32_t bits, int k) {
+float log10Scalar(uint32_t bits, int k, bool) {
   const double *row = BT_Tbl[rowOf(bits)];
   const double m = static_cast<double>(floatOf((bits & 0x7FFFFFu) | 0x3F800000u));
   return static_cast<float>(log10Double(m, row[1], row[0], static_cast<double>(k)));
@@ -190,15 +170,11 @@ inline __m128 log10Vector(__m128 x) {
   return toFloat(log10Pair(bits, 0, 1), log10Pair(bits, 2, 3));
 }
 
-struct Log10Kernel {
-  static constexpr const char *name = "vsLog10";
+// Ln and Log10 share the special values and the fast range; `Finite` computes a positive
+// finite value from its normalised bits, its exponent and whether it lies near 1.
+template <__m128 (*Vector)(__m128), float (*Finite)(uint32_t, int, bool)> struct LogKernel {
   static bool block(const float *src, float *dst) {
-    const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
-    if (!allInLnRange(a) || !allInLnRange(b))
-      return false;
-    _mm_storeu_ps(dst, log10Vector(a));
-    _mm_storeu_ps(dst + 4, log10Vector(b));
-    return true;
+    return vectorBlock<allInLnRange, Vector>(src, dst);
   }
   static float scalar(float x, IppStatus &status) {
     float result;
@@ -206,8 +182,15 @@ struct Log10Kernel {
     int k = 0;
     if (logSpecial(x, result, status, bits, k))
       return result;
-    return log10Scalar(bits, k);
+    return Finite(bits, k, nearOne(bitsOf(x)));
   }
+};
+
+struct LnKernel : LogKernel<lnVector, lnScalar> {
+  static constexpr const char *name = "vsLn";
+};
+struct Log10Kernel : LogKernel<log10Vector, log10Scalar> {
+  static constexpr const char *name = "vsLog10";
 };
 
 } // namespace

@@ -147,12 +147,7 @@ inline bool allFast(__m128 x) {
 template <Fn F> struct TrigKernel {
   static constexpr const char *name = F == Fn::Sin ? "vsSin" : F == Fn::Cos ? "vsCos" : "vsTan";
   static bool block(const float *src, float *dst) {
-    const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
-    if (!allFast(a) || !allFast(b))
-      return false;
-    _mm_storeu_ps(dst, trigVector<F>(a));
-    _mm_storeu_ps(dst + 4, trigVector<F>(b));
-    return true;
+    return vectorBlock<allFast, trigVector<F>>(src, dst);
   }
   static float scalar(float x, IppStatus &status) { return scalarTrig<F>(x, status); }
 };
