@@ -9,12 +9,10 @@
 //
 //===----------------------------------------------------------------------===//
 #include "primitives/dispatch/dispatch.h"
+#include "primitives/fft/fft.h"
 #include "primitives/vecmath/vecmath.h"
 
 extern "C" {
-
-unsigned char *mx_ippsMalloc_8u(int len);
-void mx_ippsFree(void *ptr);
 
 typedef IppStatus (*UnaryKernel)(const float *, float *, int);
 
@@ -71,14 +69,50 @@ DISPATCH_CLASSES(Exp)
 DISPATCH_CLASSES(Ln)
 DISPATCH_CLASSES(Log10)
 
-typedef unsigned char *(*MallocFn)(int);
-typedef void (*FreeFn)(void *);
-const MallocFn ippsMalloc_8u_arraddr[5] = {mx_ippsMalloc_8u, mx_ippsMalloc_8u, mx_ippsMalloc_8u,
-                                           mx_ippsMalloc_8u, mx_ippsMalloc_8u};
-const FreeFn ippsFree_arraddr[5] = {mx_ippsFree, mx_ippsFree, mx_ippsFree, mx_ippsFree,
-                                    mx_ippsFree};
+// Any signature: the table of five and the stub that jumps through it.
+#define DISPATCH(ret, name, params, args)                                                \
+  ret mx_##name params;                                                                  \
+  typedef ret(*name##_fn) params;                                                        \
+  const name##_fn name##_arraddr[5] = {mx_##name, mx_##name, mx_##name, mx_##name,       \
+                                       mx_##name};                                       \
+  ret name params { return name##_arraddr[ippJumpIndexForMergedLibs] args; }
 
-unsigned char *ippsMalloc_8u(int len) { return ippsMalloc_8u_arraddr[ippJumpIndexForMergedLibs](len); }
-void ippsFree(void *ptr) { ippsFree_arraddr[ippJumpIndexForMergedLibs](ptr); }
+DISPATCH(unsigned char *, ippsMalloc_8u, (int len), (len))
+DISPATCH(void, ippsFree, (void *ptr), (ptr))
+
+DISPATCH(IppStatus, ippsFFTInitAlloc_R_32f,
+         (ippsFFTSpec_R_32f * *spec, int order, int flag, int hint), (spec, order, flag, hint))
+DISPATCH(IppStatus, ippsFFTFree_R_32f, (ippsFFTSpec_R_32f * spec), (spec))
+DISPATCH(IppStatus, ippsFFTGetBufSize_R_32f, (const ippsFFTSpec_R_32f *spec, int *size),
+         (spec, size))
+DISPATCH(IppStatus, ippsFFTFwd_RToPerm_32f,
+         (const float *src, float *dst, const ippsFFTSpec_R_32f *spec, unsigned char *buffer),
+         (src, dst, spec, buffer))
+DISPATCH(IppStatus, ippsFFTFwd_RToPack_32f,
+         (const float *src, float *dst, const ippsFFTSpec_R_32f *spec, unsigned char *buffer),
+         (src, dst, spec, buffer))
+DISPATCH(IppStatus, ippsFFTFwd_RToPack_32f_I,
+         (float *srcDst, const ippsFFTSpec_R_32f *spec, unsigned char *buffer),
+         (srcDst, spec, buffer))
+DISPATCH(IppStatus, ippsFFTInv_PermToR_32f,
+         (const float *src, float *dst, const ippsFFTSpec_R_32f *spec, unsigned char *buffer),
+         (src, dst, spec, buffer))
+DISPATCH(IppStatus, ippsFFTInv_PackToR_32f,
+         (const float *src, float *dst, const ippsFFTSpec_R_32f *spec, unsigned char *buffer),
+         (src, dst, spec, buffer))
+DISPATCH(IppStatus, ippsFFTInv_PackToR_32f_I,
+         (float *srcDst, const ippsFFTSpec_R_32f *spec, unsigned char *buffer),
+         (srcDst, spec, buffer))
+
+DISPATCH(IppStatus, ippsMulPack_32f, (const float *src1, const float *src2, float *dst, int len),
+         (src1, src2, dst, len))
+DISPATCH(IppStatus, ippsMulPack_32f_I, (const float *src, float *srcDst, int len),
+         (src, srcDst, len))
+DISPATCH(IppStatus, ippsMulPackConj_32f_I, (const float *src, float *srcDst, int len),
+         (src, srcDst, len))
+DISPATCH(IppStatus, ippsMulPerm_32f, (const float *src1, const float *src2, float *dst, int len),
+         (src1, src2, dst, len))
+DISPATCH(IppStatus, ippsMulPerm_32f_I, (const float *src, float *srcDst, int len),
+         (src, srcDst, len))
 
 } // extern "C"

@@ -1,0 +1,83 @@
+//===- primitives/fft/FftSpec.h - The transform specification --------------===//
+//
+// One 64-byte aligned block: this structure, then its tables, each on a 64-byte
+// boundary. Built once by ippsFFTInit_R_32f and only read afterwards.
+//
+// Table conventions. A rotation is a pair (cos t, -sin t), t = 2 pi a / L: the forward
+// twiddle e^(-i t). Forward code multiplies by it, inverse code by its conjugate.
+//
+//===----------------------------------------------------------------------===//
+#ifndef PRIMITIVES_FFT_FFTSPEC_H
+#define PRIMITIVES_FFT_FFTSPEC_H
+
+#include "primitives/fft/fft.h"
+
+#include <cstddef>
+#include <cstdint>
+
+struct ippsFFTSpec_R_32f {
+  int32_t tag;            // 6 while valid
+  int32_t order;          // log2 N
+  int32_t scaleForward;   // 0 or 1
+  int32_t scaleInverse;   // 0 or 1
+  float scaleFactor;      // 1/N or 1/sqrt(N); unread with no scaling
+  int32_t hint;           // stored only
+  int32_t workBufferSize; // bytes, 0 when none is needed
+  int32_t ownsMemory;     // 1: ippsFFTFree_R_32f frees memoryBlock
+  void *memoryBlock;
+  const int32_t *bitReverseTable;     // complex order c = order - 1, from order 7
+  const float *radix4Twiddles;        // radix-4 table of the innermost rows (M, 1024 or 2^R)
+  const float *blockMergeTwiddles;    // merges of 1024-point blocks into the innermost rows
+  const float *chunkMergeTwiddles;    // merges of 16384-point chunks: never needed here
+  const float *realRecombineTwiddles; // forward recombination, order 6 and above
+  const float *ccsRecombineTwiddles;  // inverse recombination, order 6 and above
+  const float *stepRadix4Twiddles[3]; // per depth of the block step: radix-4 on 2^B points
+  const float *stepTwiddles[3];       // per depth: column twiddles
+};
+
+namespace primitives::fft {
+
+constexpr int SpecTag = 6;
+constexpr int MaxOrder = 28;
+
+constexpr std::size_t align64(std::size_t n) { return (n + 63) & ~std::size_t{63}; }
+template <class T> T *align64(T *p) {
+  return reinterpret_cast<T *>((reinterpret_cast<std::uintptr_t>(p) + 63) & ~std::uintptr_t{63});
+}
+
+/// Block order B of the block step at complex order c (9 <= c <= 30); 0: no block step.
+int blockOrder(int c);
+
+/// Sizes of the complex tables for complex order c >= 2 (bytes, each rounded to 64).
+struct ComplexSizes {
+  std::size_t spec = 0; // tables in the spec block
+  std::size_t init = 0; // scratch during init
+  std::size_t work = 0; // work buffer of a transform
+};
+ComplexSizes complexSizes(int c);
+
+/// Builds the complex tables of order c into `space` (64-aligned), reading the base table
+/// `base` of order T; `scratch` is init space of complexSizes(c).init bytes. Returns the
+/// end of what it used.
+unsigned char *buildComplexTables(ippsFFTSpec_R_32f *spec, int c, const float *base, int T,
+                                  unsigned char *space, unsigned char *scratch);
+
+/// The forward or inverse complex DFT of 2^c points, c >= 2 (interleaved floats), src to
+/// dst (which may be equal), unscaled unless the spec's flags ask for it.
+void complexForward(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c,
+                    float *work);
+void complexInverse(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c,
+                    float *work);
+
+/// Straight-line small kernels: the real transforms of order 0 to 5 (Perm in or out), and
+/// the 32-point complex one of real order 6. `scale` is applied when not 1.
+void realSmallForward(int order, const float *src, float *dst, float scale);
+void realSmallInverse(int order, const float *src, float *dst, float scale);
+void complex32(const float *src, float *dst, bool inverse, float scale);
+
+/// srcDst[i] *= value for i < len.
+void scaleInPlace(float *srcDst, std::size_t len, float value);
+
+} // namespace primitives::fft
+
+#endif // PRIMITIVES_FFT_FFTSPEC_H
