@@ -38,7 +38,36 @@ const float *channelOf(const SampleData *store, unsigned int channel) {
   return store->data(channel, 0);
 }
 
+// dest[i] = x[first + i] for i < count, where x is channel `channel` of the input,
+// continued before its start by the end of `previous` and behind its end by the start of
+// `next`, and by zeros where they are null or too short.
+void extendedSamples(const SampleData *input, const SampleData *previous, const SampleData *next,
+                     unsigned int channel, long long first, std::size_t count, float *dest) {
+  const float *in = channelOf(input, channel);
+  const float *before = channelOf(previous, channel);
+  const float *behind = channelOf(next, channel);
+  const long long inLength = in ? static_cast<long long>(input->length()) : 0;
+  const long long beforeLength = before ? static_cast<long long>(previous->length()) : 0;
+  const long long behindLength = behind ? static_cast<long long>(next->length()) : 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const long long k = first + static_cast<long long>(i);
+    float v = 0.0f;
+    if (k < 0) {
+      if (k >= -beforeLength)
+        v = before[beforeLength + k];
+    } else if (k < inLength) {
+      v = in[k];
+    } else if (k - inLength < behindLength) {
+      v = behind[k - inLength];
+    }
+    dest[i] = v;
+  }
+}
+
 } // namespace
+
+firFilterbank::firFilterbank()
+    : _fft(Order), _chunk(1u << Order), _spectrum(1u << Order), _product(1u << Order) {}
 
 void firFilterbank::init(unsigned int numBands, unsigned int numChannels,
                          unsigned int kernelLength, unsigned int lookAhead, const float *cutOffs,
@@ -83,51 +112,39 @@ void firFilterbank::init(unsigned int numBands, unsigned int numChannels,
     for (unsigned int k = 0; k < m; ++k)
       for (unsigned int lane = 0; lane < 4; ++lane)
         _reversed[(std::size_t{b} * m + k) * 4 + lane] = _kernels[std::size_t{b} * m + (m - 1 - k)];
-}
 
-void firFilterbank::fillExtendedInput(const SampleData *input, const SampleData *previous,
-                                      const SampleData *next, unsigned int channel,
-                                      unsigned long long length) {
-  const float *in = channelOf(input, channel);
-  const float *before = channelOf(previous, channel);
-  const float *behind = channelOf(next, channel);
-  const long long inLength = in ? static_cast<long long>(input->length()) : 0;
-  const long long beforeLength = before ? static_cast<long long>(previous->length()) : 0;
-  const long long behindLength = behind ? static_cast<long long>(next->length()) : 0;
-
-  const unsigned long long groups = (length + Group - 1) / Group;
-  const std::size_t size = groups * Group + _kernelLength;
-  if (_extended.size() < size)
-    _extended.resize(size);
-
-  // _extended[i] = x[i + lookAhead - (M - 1)], with x running from the previous block
-  // through this one into the next.
-  const long long first = static_cast<long long>(_lookAhead) - (static_cast<long long>(_kernelLength) - 1);
-  for (std::size_t i = 0; i < size; ++i) {
-    const long long k = first + static_cast<long long>(i);
-    float v = 0.0f;
-    if (k < 0) {
-      if (k >= -beforeLength)
-        v = before[beforeLength + k];
-    } else if (k < inLength) {
-      v = in[k];
-    } else if (k - inLength < behindLength) {
-      v = behind[k - inLength];
-    }
-    _extended[i] = v;
+  // The kernels' spectra, zero-padded to the transform length. Kernels longer than the
+  // transform have none: filter() takes the direct form for them.
+  const unsigned int n = _fft.size();
+  _spectra.allocate(std::max(numBands, 1u) * n);
+  _kernelFFT.assign(numBands, nullptr);
+  if (m > n)
+    return;
+  for (unsigned int b = 0; b < numBands; ++b) {
+    float *pad = _chunk.data();
+    std::fill(pad, pad + n, 0.0f);
+    std::copy(kernel(b), kernel(b) + m, pad);
+    _kernelFFT[b] = _spectra.data() + std::size_t{b} * n;
+    _fft.FFTfwdPerm(pad, _kernelFFT[b]);
   }
 }
 
-void firFilterbank::filter(const SampleData *input, SampleData *output, const SampleData *previous,
-                           const SampleData *next) {
+void firFilterbank::filterDirect(const SampleData *input, SampleData *output,
+                                 const SampleData *previous, const SampleData *next) {
   const unsigned long long length = output->length();
   const unsigned int bands = std::min(_numBands, output->numStreams());
   const unsigned int channels = std::min(_numChannels, output->numChannels());
   const unsigned int m = _kernelLength;
   const unsigned long long whole = length / Group * Group;
+  // Whole groups of 16 outputs read M - 1 + 16 inputs past each group's start.
+  const std::size_t size = (length + Group - 1) / Group * Group + m;
+  if (_extended.size() < size)
+    _extended.resize(size);
 
   for (unsigned int c = 0; c < channels; ++c) {
-    fillExtendedInput(input, previous, next, c, length);
+    extendedSamples(input, previous, next, c,
+                    static_cast<long long>(_lookAhead) - (static_cast<long long>(m) - 1), size,
+                    _extended.data());
     const float *x = _extended.data();
     for (unsigned int b = 0; b < bands; ++b) {
       const float *reversed = _reversed.data() + std::size_t{b} * m * 4;
@@ -138,6 +155,43 @@ void firFilterbank::filter(const SampleData *input, SampleData *output, const Sa
         alignas(16) float tail[Group];
         convolveGroup(x + whole, reversed, m, tail);
         std::copy(tail, tail + (length - whole), out + whole);
+      }
+    }
+  }
+}
+
+void firFilterbank::filter(const SampleData *input, SampleData *output, const SampleData *previous,
+                           const SampleData *next) {
+  const unsigned int n = _fft.size(), m = _kernelLength;
+  if (m == 0 || m > n) {
+    filterDirect(input, output, previous, next);
+    return;
+  }
+  const unsigned long long length = output->length();
+  const unsigned int bands = std::min(_numBands, output->numStreams());
+  const unsigned int channels = std::min(_numChannels, output->numChannels());
+  const unsigned long long good = n - m + 1; // outputs per transform
+  for (unsigned long long pos = 0; pos < length; pos += good) {
+    const unsigned long long count = std::min(good, length - pos);
+    const long long start = static_cast<long long>(pos) + 1 - static_cast<long long>(m) + _lookAhead;
+    for (unsigned int c = 0; c < channels; ++c) {
+      // The block itself where the transform's window lies inside it; otherwise the
+      // window gathered from the block and its neighbours, and zeros beyond them, so that
+      // no block length makes a read run outside the stores.
+      const float *in = channelOf(input, c);
+      const float *window;
+      if (in && start >= 0 && static_cast<unsigned long long>(start) + n <= input->length()) {
+        window = in + start;
+      } else {
+        extendedSamples(input, previous, next, c, start, n, _chunk.data());
+        window = _chunk.data();
+      }
+      _fft.FFTfwdPerm(window, _spectrum.data());
+      for (unsigned int b = 0; b < bands; ++b) {
+        ippsMulPerm_32f(_kernelFFT[b], _spectrum.data(), _product.data(), static_cast<int>(n));
+        _fft.FFTinvPerm(_product.data(), _product.data());
+        std::copy(_product.data() + (m - 1), _product.data() + (m - 1) + count,
+                  output->data(c, b) + pos);
       }
     }
   }

@@ -11,16 +11,23 @@
 // causal and every band lags its input by the group delay of (M - 1) / 2 samples, 128 for
 // 257 taps; nothing compensates for it.
 //
-// Gain: 1 in each pass band. Cost: numBands * M multiply-adds per output sample.
+// Gain: 1 in each pass band. `filter` works by overlap-save with a real FFT of 8192
+// points: per channel and per 8192 - M + 1 outputs, one forward transform and, per band,
+// one spectrum product and one inverse transform. `filterDirect` evaluates the formula
+// term by term (numBands * M multiply-adds per output); it is the reference the FFT form
+// is checked against, and serves kernels longer than the transform.
 //
-// Lifecycle: construct, `init` (again at will: it replaces the kernels), then any number
-// of `filter` calls. Nothing is kept between `filter` calls but the kernels. One object
-// serves one thread at a time: `filter` uses a scratch buffer of the object's.
+// Lifecycle: construct (which sets up the transform), `init` (again at will: it replaces
+// the kernels), then any number of `filter` calls. Nothing is kept between `filter` calls
+// but the kernels. One object serves one thread at a time: the transform's work buffer
+// and the scratch arrays are the object's.
 //
 //===----------------------------------------------------------------------===//
 #ifndef ENGINE_CORE_DSP_FIRFILTERBANK_H
 #define ENGINE_CORE_DSP_FIRFILTERBANK_H
 
+#include "engine/core/dsp/Array.h"
+#include "engine/core/dsp/FFT.h"
 #include "engine/core/dsp/SampleData.h"
 
 #include <vector>
@@ -29,7 +36,11 @@ namespace engine {
 
 class firFilterbank {
 public:
-  firFilterbank() = default;
+  /// Sets up the real FFT of order 13, whatever the kernels will be.
+  firFilterbank();
+  ~firFilterbank() = default;
+  firFilterbank(const firFilterbank &) = delete;
+  firFilterbank &operator=(const firFilterbank &) = delete;
 
   /// Designs `numBands` kernels of `kernelLength` taps from the `numBands - 1` rising
   /// cut-offs in hertz, each multiplied by a symmetric Hamming window. The last argument
@@ -43,6 +54,9 @@ public:
   /// given stores is read.
   void filter(const SampleData *input, SampleData *output, const SampleData *previous,
               const SampleData *next);
+  /// The same, summed term by term.
+  void filterDirect(const SampleData *input, SampleData *output, const SampleData *previous,
+                    const SampleData *next);
 
   [[nodiscard]] unsigned int numBands() const { return _numBands; }
   [[nodiscard]] unsigned int kernelLength() const { return _kernelLength; }
@@ -52,18 +66,25 @@ public:
   [[nodiscard]] const float *kernel(unsigned int band) const {
     return _kernels.data() + std::size_t{band} * _kernelLength;
   }
+  /// The spectra of the kernels, zero-padded to the transform length, in Perm layout.
+  [[nodiscard]] const float *const *kernelFFT() const { return _kernelFFT.data(); }
 
 private:
-  void fillExtendedInput(const SampleData *input, const SampleData *previous,
-                         const SampleData *next, unsigned int channel, unsigned long long length);
+  static constexpr unsigned int Order = 13;
 
+  std::vector<float *> _kernelFFT; // [numBands] -> the band's spectrum in _spectra
   unsigned int _numBands = 0;
   unsigned int _kernelLength = 0;
   unsigned int _numChannels = 0;
   unsigned int _lookAhead = 0;
-  std::vector<float> _kernels;   // [numBands][M], windowed
-  std::vector<float> _reversed;  // [numBands][M][4]: tap M - 1 - k of each band, in all lanes
-  std::vector<float> _extended;  // the input of one channel with its M - 1 samples of history
+  fftF32Real _fft;
+  std::vector<float> _kernels;  // [numBands][M], windowed
+  std::vector<float> _reversed; // [numBands][M][4]: tap M - 1 - k of each band, in all lanes
+  std::vector<float> _extended; // direct form: one channel's input with M - 1 samples before
+  float_array _spectra;         // [numBands][N]
+  float_array _chunk;           // the transform's input where it is not the block itself
+  float_array _spectrum;        // the chunk's spectrum
+  float_array _product;         // one band's product, then its inverse transform
 };
 
 } // namespace engine
