@@ -77,12 +77,6 @@ TransientDetector::MovingAverage::MovingAverage(unsigned int length, float scale
   delay.setDelayTime(length);
 }
 
-float TransientDetector::MovingAverage::step(float v) {
-  const float old = delay.tick(v);
-  sum = (v - old) + sum;
-  return sum * scale;
-}
-
 TransientDetector::TransientDetector(float inputSampleRate)
     : Vamp::Plugin(inputSampleRate), _lastTransient(0, 0), _stepSize(0),
       _sampleRate(inputSampleRate), _filterbank(), _channels(0), _blockSize(0), _blocksSeen(0),
@@ -164,6 +158,7 @@ bool TransientDetector::initialise(size_t channels, size_t stepSize, size_t bloc
   for (BlockSlot &slot : _slots)
     slot.data.reset(new engine::SampleData(blockSize, 1, 1));
   _bands.reset(new engine::SampleData(blockSize, 1, 5));
+  _hopValues.allocate(static_cast<unsigned int>((_stepSize + HopSamples - 1) / HopSamples + 1));
 
   const float cutOffs[] = {200.0f, 800.0f, 2000.0f, 5000.0f};
   _filterbank.init(5, 1, 257, 0, cutOffs, _sampleRate, false);
@@ -259,42 +254,56 @@ TransientDetector::FeatureSet TransientDetector::processBlock(Vamp::RealTime tim
   return analyseBands(timestamp);
 }
 
-TransientDetector::FeatureSet TransientDetector::analyseBands(Vamp::RealTime timestamp) {
-  FeatureSet result;
+void TransientDetector::followEnvelopes(uint64_t hops) {
   const FollowerConstants &k = followerConstants();
   vfloat e1 = vload_vf_p(_envelope1);
   vfloat e2 = vload_vf_p(_envelope2);
+  const float *band0 = _bands->data(0, 0);
+  const float *band1 = _bands->data(0, 1);
+  const float *band2 = _bands->data(0, 2);
+  const float *band3 = _bands->data(0, 3);
+  const vfloat floor = vcast_vf_f(_noiseFloorMagnitude);
+  float *x = _hopValues.data();
+  for (uint64_t h = 0; h < hops; ++h) {
+    const uint64_t i = h * HopSamples;
+    // |s| above the floor, else the floor; a NaN sample gives the floor.
+    const vfloat in = vmax_vf_vf_vf(
+        vabs_vf_vf(vset_vf_f_f_f_f(band0[i], band1[i], band2[i], band3[i])), floor);
 
-  if (_stepSize != 0) {
-    const float *band0 = _bands->data(0, 0);
-    const float *band1 = _bands->data(0, 1);
-    const float *band2 = _bands->data(0, 2);
-    const float *band3 = _bands->data(0, 3);
-    const vfloat floor = vcast_vf_f(_noiseFloorMagnitude);
-    const unsigned int rate = frameRate(m_inputSampleRate);
-    const float *shortRing = _shortDelay.buffer();
-    const float *historyRing = _peakHistory.buffer();
-    const unsigned int shortMask = _shortDelay.mask();
-    const unsigned int historyMask = _peakHistory.mask();
+    // Slow and fast followers on the same input, each comparing with its old state.
+    const vfloat c1 = vsel_vf_vm_vf_vf(vlt_vm_vf_vf(e1, in), k.ef1Attack, k.efRelease);
+    e1 = vadd_vf_vf_vf(vmul_vf_vf_vf(c1, in), vmul_vf_vf_vf(vsub_vf_vf_vf(k.one, c1), e1));
+    // The exact quotient: the processor's reciprocal estimate differs between vendors,
+    // and results must not.
+    const vfloat r = vdiv_vf_vf_vf(k.one, e1);
+    const vfloat c2 = vsel_vf_vm_vf_vf(vlt_vm_vf_vf(e2, in), k.ef2Attack, k.efRelease);
+    e2 = vadd_vf_vf_vf(vmul_vf_vf_vf(c2, in), vmul_vf_vf_vf(vsub_vf_vf_vf(k.one, c2), e2));
 
-    for (uint64_t i = 0; i < _stepSize; i += HopSamples) {
-      // |s| above the floor, else the floor; a NaN sample gives the floor.
-      const vfloat in = vmax_vf_vf_vf(
-          vabs_vf_vf(vset_vf_f_f_f_f(band0[i], band1[i], band2[i], band3[i])), floor);
+    alignas(16) float q[4];
+    vstore_v_p_vf(q, vmul_vf_vf_vf(r, e2));
+    x[h] = engine::naturalLog((q[3] * q[1]) * (q[2] * q[0]));
+  }
+  vstore_v_p_vf(_envelope1, e1);
+  vstore_v_p_vf(_envelope2, e2);
+}
 
-      // Slow and fast followers on the same input, each comparing with its old state.
-      const vfloat c1 = vsel_vf_vm_vf_vf(vlt_vm_vf_vf(e1, in), k.ef1Attack, k.efRelease);
-      e1 = vadd_vf_vf_vf(vmul_vf_vf_vf(c1, in), vmul_vf_vf_vf(vsub_vf_vf_vf(k.one, c1), e1));
-      // The exact quotient: the processor's reciprocal estimate differs between vendors,
-      // and results must not.
-      const vfloat r = vdiv_vf_vf_vf(k.one, e1);
-      const vfloat c2 = vsel_vf_vm_vf_vf(vlt_vm_vf_vf(e2, in), k.ef2Attack, k.efRelease);
-      e2 = vadd_vf_vf_vf(vmul_vf_vf_vf(c2, in), vmul_vf_vf_vf(vsub_vf_vf_vf(k.one, c2), e2));
+TransientDetector::FeatureSet TransientDetector::analyseBands(Vamp::RealTime timestamp) {
+  FeatureSet result;
+  if (_stepSize == 0)
+    return result;
+  const uint64_t hops = (_stepSize + HopSamples - 1) / HopSamples;
+  followEnvelopes(hops);
 
-      alignas(16) float q[4];
-      vstore_v_p_vf(q, vmul_vf_vf_vf(r, e2));
-      const float x = engine::naturalLog((q[3] * q[1]) * (q[2] * q[0]));
-
+  const unsigned int rate = frameRate(m_inputSampleRate);
+  const float *shortRing = _shortDelay.buffer();
+  const float *historyRing = _peakHistory.buffer();
+  const unsigned int shortMask = _shortDelay.mask();
+  const unsigned int historyMask = _peakHistory.mask();
+  const float *xs = _hopValues.data();
+  {
+    for (uint64_t hop = 0; hop < hops; ++hop) {
+      const uint64_t i = hop * HopSamples;
+      const float x = xs[hop];
       const float y = _shortAverage.step(x);
       const float d = _shortDelay.tick(y);
       const unsigned int w = _shortDelay.writeIndex();
@@ -361,8 +370,5 @@ TransientDetector::FeatureSet TransientDetector::analyseBands(Vamp::RealTime tim
       _lastTransient = t;
     }
   }
-
-  vstore_v_p_vf(_envelope1, e1);
-  vstore_v_p_vf(_envelope2, e2);
   return result;
 }

@@ -18,6 +18,7 @@
 #ifndef TRANSIENT_DETECTOR_TRANSIENT_DETECTOR_H
 #define TRANSIENT_DETECTOR_TRANSIENT_DETECTOR_H
 
+#include "engine/core/dsp/Array.h"
 #include "engine/core/dsp/Delay.h"
 #include "engine/core/dsp/SampleDataPtr.h"
 #include "engine/core/dsp/firFilterbank.h"
@@ -64,7 +65,12 @@ private:
   // A running mean over a delay ring; the sum is updated, never recomputed.
   struct MovingAverage {
     MovingAverage(unsigned int length, float scale);
-    float step(float v);
+    // The new mean: the ring gives back the value `length` steps old.
+    float step(float v) {
+      const float old = delay.tick(v);
+      sum = (v - old) + sum;
+      return sum * scale;
+    }
     engine::SampleDelay delay;
     float scale;
     float sum = 0.0f;
@@ -85,6 +91,8 @@ private:
 
   // Walks the bands that stand in _bands, hop by hop, and reports the transients found.
   FeatureSet analyseBands(Vamp::RealTime timestamp);
+  // The envelope followers over the block's hops, leaving x of each hop in _hopValues.
+  void followEnvelopes(uint64_t hops);
 
   Vamp::RealTime _lastTransient;
   uint64_t _stepSize;
@@ -108,6 +116,9 @@ private:
   float _raiseThreshold;
   float _noiseFloor;
   float _noiseFloorMagnitude;
+  // Scratch of the decision core: the log-ratio x of every hop of one block, so that the
+  // envelope pass and the curve pass each run as a short loop.
+  engine::float_array _hopValues;
 };
 
 #endif // TRANSIENT_DETECTOR_TRANSIENT_DETECTOR_H

@@ -127,8 +127,15 @@ inline __m128 loadPair(const float *a, const float *b) {
                       reinterpret_cast<const __m64 *>(b));
 }
 
-// In-place radix-4 on M >= 4 points in bit-reversed order; natural order out.
-template <bool Inv> void radix4(float *x, size_t M, const float *table) {
+// In-place radix-4 on M >= 4 points in bit-reversed order; natural order out. The last
+// stage multiplies its results by `scale` when it is not 1: the same products as a
+// separate pass over the output, without the pass.
+template <bool Inv> void radix4(float *x, size_t M, const float *table, float scale = 1.0f) {
+  const bool scaling = scale != 1.0f;
+  const __m128 factor = _mm_set1_ps(scale);
+  auto out = [scaling, factor](float *p, __m128 v, bool last) {
+    _mm_storeu_ps(p, last && scaling ? _mm_mul_ps(v, factor) : v);
+  };
   // First stage: four-point DFTs of consecutive values, twiddle-free.
   for (size_t i = 0; i < M; i += 4) {
     float *v = x + 2 * i;
@@ -141,8 +148,8 @@ template <bool Inv> void radix4(float *x, size_t M, const float *table) {
     // c0 = t + v, c1 = u - i w, c2 = t - v, c3 = u + i w (forward)
     const __m128 s02 = _mm_add_ps(t, _mm_xor_ps(v2, _mm_castsi128_ps(_mm_setr_epi32(0, 0, INT32_MIN, INT32_MIN))));
     const __m128 s13 = _mm_add_ps(u, _mm_xor_ps(iw, _mm_castsi128_ps(_mm_setr_epi32(0, 0, INT32_MIN, INT32_MIN))));
-    _mm_storeu_ps(v, _mm_movelh_ps(s02, s13));
-    _mm_storeu_ps(v + 4, _mm_movehl_ps(s13, s02));
+    out(v, _mm_movelh_ps(s02, s13), M == 4);
+    out(v + 4, _mm_movehl_ps(s13, s02), M == 4);
   }
   size_t G = 16;
   if (M & ~size_t{0x55555555}) { // odd log2 M: one radix-2 stage on groups of 8
@@ -155,30 +162,46 @@ template <bool Inv> void radix4(float *x, size_t M, const float *table) {
       const __m128 a01 = _mm_loadu_ps(v), a23 = _mm_loadu_ps(v + 4);
       const __m128 b01 = cmul<Inv>(_mm_loadu_ps(v + 8), w01);
       const __m128 b23 = cmul<Inv>(_mm_loadu_ps(v + 12), w23);
-      _mm_storeu_ps(v, _mm_add_ps(a01, b01));
-      _mm_storeu_ps(v + 4, _mm_add_ps(a23, b23));
-      _mm_storeu_ps(v + 8, _mm_sub_ps(a01, b01));
-      _mm_storeu_ps(v + 12, _mm_sub_ps(a23, b23));
+      out(v, _mm_add_ps(a01, b01), M == 8);
+      out(v + 4, _mm_add_ps(a23, b23), M == 8);
+      out(v + 8, _mm_sub_ps(a01, b01), M == 8);
+      out(v + 12, _mm_sub_ps(a23, b23), M == 8);
     }
     G = 32;
   }
+  // Twiddles change with p only: each pair of positions prepares its rotations once, split
+  // into broadcast real parts and signed imaginary parts, and applies them to every group.
+  const __m128 conjSign = Inv ? _mm_castsi128_ps(_mm_setr_epi32(0, INT32_MIN, 0, INT32_MIN))
+                              : _mm_castsi128_ps(_mm_setr_epi32(INT32_MIN, 0, INT32_MIN, 0));
+  auto split = [conjSign](__m128 w, __m128 &wr, __m128 &wi) {
+    wr = _mm_shuffle_ps(w, w, _MM_SHUFFLE(2, 2, 0, 0));
+    wi = _mm_xor_ps(_mm_shuffle_ps(w, w, _MM_SHUFFLE(3, 3, 1, 1)), conjSign);
+  };
+  auto apply = [](__m128 z, __m128 wr, __m128 wi) {
+    return _mm_add_ps(_mm_mul_ps(z, wr),
+                      _mm_mul_ps(_mm_shuffle_ps(z, z, _MM_SHUFFLE(2, 3, 0, 1)), wi));
+  };
   for (; G <= M; G *= 4) {
     const size_t q = G / 4, stride = M / G;
-    for (size_t g = 0; g < M; g += G) {
-      float *base = x + 2 * g;
-      for (size_t p = 0; p < q; p += 2) {
-        const float *e0 = table + 6 * (p * stride), *e1 = table + 6 * ((p + 1) * stride);
-        float *x0 = base + 2 * p, *x1 = x0 + 2 * q, *x2 = x0 + 4 * q, *x3 = x0 + 6 * q;
+    const bool last = G == M;
+    for (size_t p = 0; p < q; p += 2) {
+      const float *e0 = table + 6 * (p * stride), *e1 = table + 6 * ((p + 1) * stride);
+      __m128 w1r, w1i, w2r, w2i, w3r, w3i;
+      split(loadPair(e0, e1), w1r, w1i);
+      split(loadPair(e0 + 2, e1 + 2), w2r, w2i);
+      split(loadPair(e0 + 4, e1 + 4), w3r, w3i);
+      for (size_t g = 0; g < M; g += G) {
+        float *x0 = x + 2 * (g + p), *x1 = x0 + 2 * q, *x2 = x0 + 4 * q, *x3 = x0 + 6 * q;
         const __m128 a0 = _mm_loadu_ps(x0);
-        const __m128 a1 = cmul<Inv>(_mm_loadu_ps(x1), loadPair(e0 + 2, e1 + 2));
-        const __m128 a2 = cmul<Inv>(_mm_loadu_ps(x2), loadPair(e0, e1));
-        const __m128 a3 = cmul<Inv>(_mm_loadu_ps(x3), loadPair(e0 + 4, e1 + 4));
+        const __m128 a1 = apply(_mm_loadu_ps(x1), w2r, w2i);
+        const __m128 a2 = apply(_mm_loadu_ps(x2), w1r, w1i);
+        const __m128 a3 = apply(_mm_loadu_ps(x3), w3r, w3i);
         const __m128 t = _mm_add_ps(a0, a1), u = _mm_sub_ps(a0, a1);
         const __m128 v = _mm_add_ps(a2, a3), iw = rotQuarter<Inv>(_mm_sub_ps(a2, a3));
-        _mm_storeu_ps(x0, _mm_add_ps(t, v));
-        _mm_storeu_ps(x2, _mm_sub_ps(t, v));
-        _mm_storeu_ps(x1, _mm_add_ps(u, iw));
-        _mm_storeu_ps(x3, _mm_sub_ps(u, iw));
+        out(x0, _mm_add_ps(t, v), last);
+        out(x2, _mm_sub_ps(t, v), last);
+        out(x1, _mm_add_ps(u, iw), last);
+        out(x3, _mm_sub_ps(u, iw), last);
       }
     }
   }
@@ -261,17 +284,17 @@ template <bool Inv> void mergeBlocks(float *x, size_t T, size_t L, const float *
   }
 }
 
-template <bool Inv> bool scaled(const ippsFFTSpec_R_32f *spec) {
-  return Inv ? spec->scaleInverse != 0 : spec->scaleForward != 0;
+// The factor the innermost transforms apply: the spec's, or 1 when this direction is
+// not scaled.
+template <bool Inv> float scaleOf(const ippsFFTSpec_R_32f *spec) {
+  return (Inv ? spec->scaleInverse : spec->scaleForward) ? spec->scaleFactor : 1.0f;
 }
 
 // 1024-point blocks then merges, over n <= 16384 points.
 template <bool Inv> void chunkPath(const ippsFFTSpec_R_32f *spec, float *x, size_t n) {
   for (size_t b = n; b >= 1024; b -= 1024) {
     float *block = x + 2 * (b - 1024);
-    radix4<Inv>(block, 1024, spec->radix4Twiddles);
-    if (scaled<Inv>(spec))
-      scaleInPlace(block, 2048, spec->scaleFactor);
+    radix4<Inv>(block, 1024, spec->radix4Twiddles, scaleOf<Inv>(spec));
   }
   mergeBlocks<Inv>(x, n, 1024, spec->blockMergeTwiddles);
 }
@@ -282,9 +305,7 @@ template <bool Inv> void blockStep(const ippsFFTSpec_R_32f *spec, float *x, int 
   for (size_t r = 0; r < rows; ++r) {
     float *row = x + 2 * r * cols;
     if (R < 11) {
-      radix4<Inv>(row, cols, spec->radix4Twiddles);
-      if (scaled<Inv>(spec))
-        scaleInPlace(row, 2 * cols, spec->scaleFactor);
+      radix4<Inv>(row, cols, spec->radix4Twiddles, scaleOf<Inv>(spec));
     } else if (blockOrder(R) != 0) {
       blockStep<Inv>(spec, row, R, depth + 1, work);
     } else {
@@ -320,9 +341,7 @@ void complexTransform(const ippsFFTSpec_R_32f *spec, const float *src, float *ds
   const size_t M = size_t{1} << c;
   bitReverse(src, dst, M, spec->bitReverseTable);
   if (c <= 10) {
-    radix4<Inv>(dst, M, spec->radix4Twiddles);
-    if (scaled<Inv>(spec))
-      scaleInPlace(dst, 2 * M, spec->scaleFactor);
+    radix4<Inv>(dst, M, spec->radix4Twiddles, scaleOf<Inv>(spec));
   } else if (blockOrder(c) != 0) {
     blockStep<Inv>(spec, dst, c, 0, work);
   } else {

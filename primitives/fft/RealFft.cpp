@@ -83,10 +83,43 @@ inline void twoLevel(const float *table, size_t k, float &cosine, float &minusSi
   cosine = cc * cf - sc * sf;
 }
 
+// Four bins k .. k+3 from below and their partners M-k .. M-k-3 from above, as separate
+// real and imaginary lanes, and back.
+struct FourBins {
+  __m128 re, im;
+  static FourBins low(const float *d, size_t k) {
+    const __m128 v0 = _mm_loadu_ps(d + 2 * k), v1 = _mm_loadu_ps(d + 2 * k + 4);
+    return {_mm_shuffle_ps(v0, v1, _MM_SHUFFLE(2, 0, 2, 0)), _mm_shuffle_ps(v0, v1, _MM_SHUFFLE(3, 1, 3, 1))};
+  }
+  static FourBins high(const float *d, size_t m, size_t k) {
+    const __m128 a = _mm_loadu_ps(d + 2 * (m - k - 1)), b = _mm_loadu_ps(d + 2 * (m - k - 3));
+    return {_mm_shuffle_ps(a, b, _MM_SHUFFLE(0, 2, 0, 2)), _mm_shuffle_ps(a, b, _MM_SHUFFLE(1, 3, 1, 3))};
+  }
+  void storeLow(float *d, size_t k) const {
+    _mm_storeu_ps(d + 2 * k, _mm_unpacklo_ps(re, im));
+    _mm_storeu_ps(d + 2 * k + 4, _mm_unpackhi_ps(re, im));
+  }
+  void storeHigh(float *d, size_t m, size_t k) const {
+    const __m128 lo = _mm_unpacklo_ps(re, im), hi = _mm_unpackhi_ps(re, im);
+    _mm_storeu_ps(d + 2 * (m - k - 1), _mm_shuffle_ps(lo, lo, _MM_SHUFFLE(1, 0, 3, 2)));
+    _mm_storeu_ps(d + 2 * (m - k - 3), _mm_shuffle_ps(hi, hi, _MM_SHUFFLE(1, 0, 3, 2)));
+  }
+};
+
 void realRecombine(float *d, int order, const float *table) {
   const size_t n = size_t{1} << order, m = n / 2;
   if (order < TwoLevelOrder) {
-    for (size_t k = 1; k < n / 4; ++k) {
+    size_t k = 1;
+    for (; k + 4 <= n / 4; k += 4) {
+      const FourBins lo = FourBins::low(d, k), hi = FourBins::high(d, m, k);
+      const FourBins w = FourBins::low(table, k);
+      const __m128 dr = _mm_sub_ps(lo.re, hi.re), s = _mm_add_ps(lo.im, hi.im);
+      const __m128 q = _mm_add_ps(_mm_mul_ps(w.re, s), _mm_mul_ps(w.im, dr));
+      const __m128 im = _mm_sub_ps(_mm_mul_ps(s, w.im), _mm_mul_ps(dr, w.re));
+      FourBins{_mm_add_ps(hi.re, q), _mm_sub_ps(im, hi.im)}.storeLow(d, k);
+      FourBins{_mm_sub_ps(lo.re, q), _mm_sub_ps(im, lo.im)}.storeHigh(d, m, k);
+    }
+    for (; k < n / 4; ++k) {
       float *lo = d + 2 * k, *hi = d + 2 * (m - k);
       const float a = lo[0], b = lo[1], c = hi[0], dd = hi[1];
       const float w0 = table[2 * k], w1 = table[2 * k + 1];
@@ -117,7 +150,20 @@ void realRecombine(float *d, int order, const float *table) {
 
 void ccsRecombine(const float *src, float *d, int order, const float *table) {
   const size_t n = size_t{1} << order, m = n / 2;
-  for (size_t k = 1; k < n / 4; ++k) {
+  size_t k = 1;
+  if (order < TwoLevelOrder) {
+    for (; k + 4 <= n / 4; k += 4) {
+      const FourBins lo = FourBins::low(src, k), hi = FourBins::high(src, m, k);
+      const FourBins w = FourBins::low(table, k); // (cos, -sin)
+      const __m128 dr = _mm_sub_ps(lo.re, hi.re), s = _mm_add_ps(lo.im, hi.im);
+      const __m128 p = _mm_add_ps(_mm_mul_ps(w.re, dr), _mm_mul_ps(w.im, s));
+      const __m128 q = _mm_sub_ps(_mm_mul_ps(w.im, dr), _mm_mul_ps(w.re, s));
+      const __m128 sum = _mm_add_ps(lo.re, hi.re), diff = _mm_sub_ps(lo.im, hi.im);
+      FourBins{_mm_add_ps(sum, q), _mm_add_ps(diff, p)}.storeLow(d, k);
+      FourBins{_mm_sub_ps(sum, q), _mm_sub_ps(p, diff)}.storeHigh(d, m, k);
+    }
+  }
+  for (; k < n / 4; ++k) {
     const float a = src[2 * k], b = src[2 * k + 1], c = src[2 * (m - k)], dd = src[2 * (m - k) + 1];
     float cosine, minusSine;
     if (order < TwoLevelOrder) {
