@@ -428,13 +428,4 @@ void complexInverse(const ippsFFTSpec_R_32f *spec, const float *src, float *dst,
   complexTransform<true>(spec, src, dst, c, work);
 }
 
-void scaleInPlace(float *srcDst, size_t len, float value) {
-  const __m128 v = _mm_set1_ps(value);
-  size_t i = 0;
-  for (; i + 4 <= len; i += 4)
-    _mm_storeu_ps(srcDst + i, _mm_mul_ps(_mm_loadu_ps(srcDst + i), v));
-  for (; i < len; ++i)
-    srcDst[i] *= value;
-}
-
 } // namespace primitives::fft

@@ -75,9 +75,6 @@ void realSmallForward(int order, const float *src, float *dst, float scale);
 void realSmallInverse(int order, const float *src, float *dst, float scale);
 void complex32(const float *src, float *dst, bool inverse, float scale);
 
-/// srcDst[i] *= value for i < len.
-void scaleInPlace(float *srcDst, std::size_t len, float value);
-
 } // namespace primitives::fft
 
 #endif // PRIMITIVES_FFT_FFTSPEC_H

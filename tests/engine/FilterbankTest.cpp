@@ -236,3 +236,40 @@ TEST(FirFilterbank, FftFormMatchesTheDirectForm) {
   for (unsigned int j = 0; j < 8192; ++j)
     ASSERT_NEAR(product[j], j < 257 ? bank.kernel(3)[j] : 0.0f, 1e-7f) << j;
 }
+
+TEST(FftWrapper, SizesRoundTripAndArrays) {
+  engine::fftF32Real fft(13);
+  EXPECT_EQ(fft.size(), 8192u);
+  EXPECT_EQ(fft.lengthOfComplexBufferPerm(), 16384u);
+  EXPECT_EQ(fft.lengthOfComplexBufferPack(), 16384u);
+  auto x = noiseBlock(8192, 21);
+  std::vector<float> spectrum(16384), back(8192), packed(8192);
+  fft.FFTfwdPerm(x->data(0, 0), spectrum.data());
+  fft.FFTinvPerm(spectrum.data(), back.data());
+  for (unsigned int i = 0; i < 8192; ++i)
+    ASSERT_NEAR(back[i], x->data(0, 0)[i], 1e-6f); // no scaling left to do
+  std::copy(x->data(0, 0), x->data(0, 0) + 8192, packed.begin());
+  fft.FFTfwdPack(packed.data());
+  EXPECT_EQ(packed[1], spectrum[2]);
+  fft.FFTinvPack(packed.data());
+  EXPECT_NEAR(packed[100], x->data(0, 0)[100], 1e-6f);
+
+  // Arrays: the block is rounded up to 32 bytes; zero() runs in whole 16-byte groups.
+  EXPECT_EQ(engine::float_array::allocatedBytes(9), 64u);
+  EXPECT_EQ(engine::float_array::allocatedBytes(8), 32u);
+  EXPECT_EQ(engine::double_array::allocatedBytes(5), 64u);
+  engine::float_array a(9);
+  a.set(5.0f);
+  for (unsigned int i = 0; i < 9; ++i)
+    EXPECT_EQ(a[i], 5.0f);
+  float *block = a.data();
+  block[11] = 3.0f; // inside the rounding
+  a.zero();
+  EXPECT_EQ(block[8], 0.0f);
+  EXPECT_EQ(block[11], 0.0f); // the last group reaches 12 floats
+  engine::float_array moved;
+  moved = std::move(a);
+  EXPECT_EQ(moved.data(), block);
+  EXPECT_EQ(a.data(), nullptr);
+  EXPECT_EQ(a.length(), 0u);
+}

@@ -20,6 +20,15 @@ public:
   /// Runs the decision core over the bands as they stand.
   Vamp::Plugin::FeatureSet analyse(Vamp::RealTime timestamp) { return _d.analyseBands(timestamp); }
 
+  /// processBlock with the band split summed term by term instead of by FFT.
+  Vamp::Plugin::FeatureSet processBlockDirect(Vamp::RealTime timestamp, engine::SampleData *previous,
+                                              engine::SampleData *current, engine::SampleData *next) {
+    if (!current)
+      return {};
+    _d._filterbank.filterDirect(current, _d._bands.get(), previous, next);
+    return _d.analyseBands(timestamp);
+  }
+
   const float *envelope1() const { return _d._envelope1; }
   const float *envelope2() const { return _d._envelope2; }
   Vamp::RealTime lastTransient() const { return _d._lastTransient; }
