@@ -23,6 +23,7 @@ void own_ipps_zError(IppStatus, int, const void *, void *, const char *) {}
 
 #define MX_MATH(fn)                                                                      \
   IppStatus own_ipps_s##fn##_EXHAynn(const float *, float *, int);                      \
+  extern const UnaryKernel own_ipps_s##fn##_EX_ttab[3];                                \
   const UnaryKernel own_ipps_s##fn##_EX_ttab[3] = {                                     \
       own_ipps_s##fn##_EXHAynn, own_ipps_s##fn##_EXHAynn, own_ipps_s##fn##_EXHAynn};    \
   IppStatus mx_ipps##fn##_32f_A21(const float *s, float *d, int n) {                    \
@@ -47,6 +48,7 @@ MX_MATH(Ln)
 MX_MATH(Log10)
 
 #define DISPATCH_UNARY(name)                                                             \
+  extern const UnaryKernel name##_arraddr[5];                                            \
   const UnaryKernel name##_arraddr[5] = {mx_##name, mx_##name, mx_##name, mx_##name,     \
                                          mx_##name};                                     \
   IppStatus name(const float *s, float *d, int n) {                                      \
@@ -73,6 +75,7 @@ DISPATCH_CLASSES(Log10)
 #define DISPATCH(ret, name, params, args)                                                \
   ret mx_##name params;                                                                  \
   typedef ret(*name##_fn) params;                                                        \
+  extern const name##_fn name##_arraddr[5];                                              \
   const name##_fn name##_arraddr[5] = {mx_##name, mx_##name, mx_##name, mx_##name,       \
                                        mx_##name};                                       \
   ret name params { return name##_arraddr[ippJumpIndexForMergedLibs] args; }

@@ -197,7 +197,12 @@ TEST(Host, EntryPointAndExports) {
        {"ippInit", "ippStaticInit", "ippInitCpu", "ownippStaticInitCpu", "ippGetCpuFeatures",
         "ippSetCpuFeaturesMask", "ippGetEnabledCpuFeatures", "ippGetMaxCacheSizeB", "ippMalloc",
         "ippFree", "ippsMalloc_8u", "ippsFree", "ippJumpIndexForMergedLibs", "ipp_control87",
-        "ps_get_ssx", "i_malloc", "own_ipps_sError"})
+        "ps_get_ssx", "i_malloc", "own_ipps_sError", "ippsFFTGetSize_R_32f", "ippsFFTInit_R_32f",
+        "ippsFFTInitAlloc_R_32f", "ippsFFTFree_R_32f", "ippsFFTGetBufSize_R_32f",
+        "ippsFFTFwd_RToPerm_32f", "ippsFFTFwd_RToPack_32f", "ippsFFTFwd_RToPack_32f_I",
+        "ippsFFTInv_PermToR_32f", "ippsFFTInv_PackToR_32f", "ippsFFTInv_PackToR_32f_I",
+        "ippsMulPack_32f", "ippsMulPack_32f_I", "ippsMulPackConj_32f_I", "ippsMulPerm_32f",
+        "ippsMulPerm_32f_I", "ippsFFTFwd_RToPerm_32f_arraddr", "mx_ippsFFTFwd_RToPerm_32f"})
     EXPECT_NE(dlsym(lib.handle, name), nullptr) << name;
 
   using Unary = int (*)(const float *, float *, int);
