@@ -37,21 +37,27 @@ template <bool Conj> void pairProducts(const float *a, const float *b, float *r,
   }
 }
 
+// r = a b (or a conj b) over len floats of layout L: the real bins as plain products,
+// the rest as pairs. r may be b.
+template <Layout L, bool Conj> void products(const float *a, const float *b, float *r, int len) {
+  r[0] = a[0] * b[0];
+  if (len & 1) {
+    pairProducts<Conj>(a + 1, b + 1, r + 1, (len - 1) / 2);
+  } else if (L == Layout::Pack) {
+    r[len - 1] = a[len - 1] * b[len - 1];
+    pairProducts<Conj>(a + 1, b + 1, r + 1, (len - 2) / 2);
+  } else {
+    r[1] = a[1] * b[1];
+    pairProducts<Conj>(a + 2, b + 2, r + 2, (len - 2) / 2);
+  }
+}
+
 template <Layout L, bool Conj> IppStatus multiplyInPlace(const float *src, float *srcDst, int len) {
   if (!src || !srcDst)
     return ippStatusNullPointer;
   if (len < 1)
     return ippStatusBadSize;
-  srcDst[0] = src[0] * srcDst[0];
-  if (len & 1) {
-    pairProducts<Conj>(src + 1, srcDst + 1, srcDst + 1, (len - 1) / 2);
-  } else if (L == Layout::Pack) {
-    srcDst[len - 1] = src[len - 1] * srcDst[len - 1];
-    pairProducts<Conj>(src + 1, srcDst + 1, srcDst + 1, (len - 2) / 2);
-  } else {
-    srcDst[1] = src[1] * srcDst[1];
-    pairProducts<Conj>(src + 2, srcDst + 2, srcDst + 2, (len - 2) / 2);
-  }
+  products<L, Conj>(src, srcDst, srcDst, len);
   return ippStatusOk;
 }
 
@@ -64,16 +70,7 @@ template <Layout L> IppStatus multiply(const float *src1, const float *src2, flo
     return ippStatusNullPointer;
   if (len < 1)
     return ippStatusBadSize;
-  dst[0] = src1[0] * src2[0];
-  if (len & 1) {
-    pairProducts<false>(src1 + 1, src2 + 1, dst + 1, (len - 1) / 2);
-  } else if (L == Layout::Pack) {
-    dst[len - 1] = src1[len - 1] * src2[len - 1];
-    pairProducts<false>(src1 + 1, src2 + 1, dst + 1, (len - 2) / 2);
-  } else {
-    dst[1] = src1[1] * src2[1];
-    pairProducts<false>(src1 + 2, src2 + 2, dst + 2, (len - 2) / 2);
-  }
+  products<L, false>(src1, src2, dst, len);
   return ippStatusOk;
 }
 
