@@ -2,7 +2,7 @@
 //
 // Benchmarks named "<case>/ours" and "<case>/<reference>" are measured in the same run;
 // after the usual console table this reporter prints, per case, the throughput of ours
-// divided by that of the reference. The machine is shared and noisy, so only such ratios
+// divided by that of the reference: the medians when the run has repetitions. The machine is shared and noisy, so only such ratios
 // from one run are worth comparing.
 //
 //===----------------------------------------------------------------------===//
@@ -20,14 +20,21 @@ public:
   void ReportRuns(const std::vector<Run> &runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run &run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred)
+      if (run.error_occurred)
         continue;
-      const std::string name = run.benchmark_name();
+      // With --benchmark_repetitions the median stands for the case; without, the run.
+      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+      if (run.run_type != Run::RT_Iteration && !median)
+        continue;
+      const std::string name = run.run_name.function_name;
       const auto slash = name.rfind('/');
       if (slash == std::string::npos)
         continue;
       // Time per iteration: every pair does the same work per iteration.
-      _time[name.substr(0, slash)][name.substr(slash + 1)] = run.GetAdjustedCPUTime();
+      auto &slot = _time[name.substr(0, slash)][name.substr(slash + 1)];
+      if (median || !_hasMedian[name])
+        slot = run.GetAdjustedCPUTime();
+      _hasMedian[name] = _hasMedian[name] || median;
     }
   }
 
@@ -47,6 +54,7 @@ public:
 
 private:
   std::map<std::string, std::map<std::string, double>> _time;
+  std::map<std::string, bool> _hasMedian;
 };
 
 #define RATIO_BENCHMARK_MAIN()                                                           \

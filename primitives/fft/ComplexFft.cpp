@@ -12,6 +12,7 @@
 #include "primitives/fft/FftSpec.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <cstring>
 #include <emmintrin.h>
 
@@ -181,16 +182,17 @@ template <bool Inv> void radix4(float *x, size_t M, const float *table, float sc
     return _mm_add_ps(_mm_mul_ps(z, wr),
                       _mm_mul_ps(_mm_shuffle_ps(z, z, _MM_SHUFFLE(2, 3, 0, 1)), wi));
   };
-  for (; G <= M; G *= 4) {
-    const size_t q = G / 4, stride = M / G;
-    const bool last = G == M;
+  // One radix-4 stage; the scaled form only ever runs as the last stage.
+  auto stage = [&](size_t G4, auto scaleTag) {
+    constexpr bool Scale = decltype(scaleTag)::value;
+    const size_t q = G4 / 4, stride = M / G4;
     for (size_t p = 0; p < q; p += 2) {
       const float *e0 = table + 6 * (p * stride), *e1 = table + 6 * ((p + 1) * stride);
       __m128 w1r, w1i, w2r, w2i, w3r, w3i;
       split(loadPair(e0, e1), w1r, w1i);
       split(loadPair(e0 + 2, e1 + 2), w2r, w2i);
       split(loadPair(e0 + 4, e1 + 4), w3r, w3i);
-      for (size_t g = 0; g < M; g += G) {
+      for (size_t g = 0; g < M; g += G4) {
         float *x0 = x + 2 * (g + p), *x1 = x0 + 2 * q, *x2 = x0 + 4 * q, *x3 = x0 + 6 * q;
         const __m128 a0 = _mm_loadu_ps(x0);
         const __m128 a1 = apply(_mm_loadu_ps(x1), w2r, w2i);
@@ -198,12 +200,26 @@ template <bool Inv> void radix4(float *x, size_t M, const float *table, float sc
         const __m128 a3 = apply(_mm_loadu_ps(x3), w3r, w3i);
         const __m128 t = _mm_add_ps(a0, a1), u = _mm_sub_ps(a0, a1);
         const __m128 v = _mm_add_ps(a2, a3), iw = rotQuarter<Inv>(_mm_sub_ps(a2, a3));
-        out(x0, _mm_add_ps(t, v), last);
-        out(x2, _mm_sub_ps(t, v), last);
-        out(x1, _mm_add_ps(u, iw), last);
-        out(x3, _mm_sub_ps(u, iw), last);
+        __m128 o0 = _mm_add_ps(t, v), o2 = _mm_sub_ps(t, v);
+        __m128 o1 = _mm_add_ps(u, iw), o3 = _mm_sub_ps(u, iw);
+        if constexpr (Scale) {
+          o0 = _mm_mul_ps(o0, factor);
+          o1 = _mm_mul_ps(o1, factor);
+          o2 = _mm_mul_ps(o2, factor);
+          o3 = _mm_mul_ps(o3, factor);
+        }
+        _mm_storeu_ps(x0, o0);
+        _mm_storeu_ps(x2, o2);
+        _mm_storeu_ps(x1, o1);
+        _mm_storeu_ps(x3, o3);
       }
     }
+  };
+  for (; G <= M; G *= 4) {
+    if (G == M && scaling)
+      stage(G, std::true_type{});
+    else
+      stage(G, std::false_type{});
   }
 }
 
