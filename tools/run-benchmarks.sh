@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Builds and runs every benchmark, then prints one table of ratios against the references
+# measured in the same run (FFTW for the transforms, the C library for the vector maths,
+# the SDK's example onset detector for the whole plug-in) and the real-time factors.
+# Medians of five repetitions; run it on a quiet machine.
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+"$top/tools/setup.sh"
+build="$top/build"
+cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$build" -j"$(nproc)" --target vecmath_bench fft_bench plugin_bench decision_bench >/dev/null
+
+out=$(mktemp)
+trap 'rm -f "$out"' EXIT
+for b in vecmath_bench fft_bench decision_bench plugin_bench; do
+  "$build/bench/$b" --benchmark_repetitions=5 --benchmark_min_time=0.2 \
+    --benchmark_report_aggregates_only=true --benchmark_color=false >"$out" 2>/dev/null
+  echo "== $b"
+  # The ratio table that closes each run, and the real-time factors where there are any.
+  sed -n '/^case /,$p' "$out"
+  grep -E '_median .*x_realtime' "$out" | awk '{ print "  " $1 ": " $NF " x real time" }' || true
+done
