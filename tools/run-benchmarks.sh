@@ -18,5 +18,5 @@ for b in vecmath_bench fft_bench decision_bench plugin_bench; do
   echo "== $b"
   # The ratio table that closes each run, and the real-time factors where there are any.
   sed -n '/^case /,$p' "$out"
-  grep -E '_median .*x_realtime' "$out" | awk '{ print "  " $1 ": " $NF " x real time" }' || true
+  grep -E '_median' "$out" | grep -E '/s$' | awk '{ print "  " $1 ": " $NF " seconds of audio per second (x real time)" }' || true
 done
