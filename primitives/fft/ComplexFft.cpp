@@ -300,7 +300,7 @@ template <bool Inv> void mergeBlocks(float *x, size_t T, size_t L, const float *
   }
 }
 
-// The factor the innermost transforms apply: the spec's, or 1 when this direction is
+// The factor the innermost transforms apply: the setup's own, or 1 when this direction is
 // not scaled.
 template <bool Inv> float scaleOf(const ippsFFTSpec_R_32f *spec) {
   return (Inv ? spec->scaleInverse : spec->scaleForward) ? spec->scaleFactor : 1.0f;

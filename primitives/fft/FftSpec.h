@@ -1,4 +1,4 @@
-//===- primitives/fft/FftSpec.h - The transform specification --------------===//
+//===- primitives/fft/FftSpec.h - The transform setup and its tables ------===//
 //
 // One 64-byte aligned block: this structure, then its tables, each on a 64-byte
 // boundary. Built once by ippsFFTInit_R_32f and only read afterwards.
@@ -50,7 +50,7 @@ int blockOrder(int c);
 
 /// Sizes of the complex tables for complex order c >= 2 (bytes, each rounded to 64).
 struct ComplexSizes {
-  std::size_t spec = 0; // tables in the spec block
+  std::size_t spec = 0; // tables in the setup block
   std::size_t init = 0; // scratch during init
   std::size_t work = 0; // work buffer of a transform
 };
@@ -63,7 +63,7 @@ unsigned char *buildComplexTables(ippsFFTSpec_R_32f *spec, int c, const float *b
                                   unsigned char *space, unsigned char *scratch);
 
 /// The forward or inverse complex DFT of 2^c points, c >= 2 (interleaved floats), src to
-/// dst (which may be equal), unscaled unless the spec's flags ask for it.
+/// dst (which may be equal), unscaled unless the setup's flags ask for it.
 void complexForward(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c,
                     float *work);
 void complexInverse(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c,

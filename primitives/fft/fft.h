@@ -37,7 +37,7 @@ typedef struct ippsFFTSpec_R_32f ippsFFTSpec_R_32f;
 
 enum { ippFFTDivForward = 1, ippFFTDivInverse = 2, ippFFTDivBySqrtN = 4, ippFFTNoDiv = 8 };
 
-/* Sizes in bytes of the spec block, the init buffer and the work space for an order. */
+/* Sizes in bytes of the setup block, the init buffer and the work space for an order. */
 IppStatus ippsFFTGetSize_R_32f(int order, int flag, int hint, int *specSize, int *initSize,
                                int *workSize);
 /* Builds a spec in caller memory of ippsFFTGetSize_R_32f's size (any alignment). */

@@ -1,6 +1,6 @@
 //===- engine/core/dsp/FFT.h - Real FFT of a fixed order -------------------===//
 //
-// engine::fftF32Real owns the specification and the work buffer of one real transform
+// engine::fftF32Real owns the setup (with its tables) and the work buffer of one real transform
 // of 2^order points. Forward transforms are unscaled, inverse ones divide by the length,
 // so forward then inverse returns the input. Spectrum layouts (Perm, Pack) are those of
 // primitives/fft/fft.h. One object serves one thread at a time: the work buffer is
