@@ -6,6 +6,8 @@
 // CSV, JSON, an Audacity label track or a Sonic Visualiser layer, and an SVG plot.
 //
 //===----------------------------------------------------------------------===//
+#include "ToolSupport.h"
+
 #include <vamp-hostsdk/PluginLoader.h>
 
 #include <sndfile.h>
@@ -14,7 +16,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -86,18 +87,10 @@ struct Result {
 }
 
 double number(const std::string &option, const char *text, double least, double most) {
-  if (!text)
-    usageError(option + ": a value is missing");
-  char *end = nullptr;
-  errno = 0;
-  const double v = std::strtod(text, &end);
-  if (end == text || *end != '\0' || errno == ERANGE || !std::isfinite(v))
-    usageError(option + ": '" + text + "' is not a number");
-  if (v < least || v > most) {
-    char range[96];
-    std::snprintf(range, sizeof range, " is out of range (%g to %g)", least, most);
-    usageError(option + ": " + text + range);
-  }
+  double v = 0.0;
+  std::string problem;
+  if (!tools::parseNumber(text, least, most, v, problem))
+    usageError(option + ": " + problem);
   return v;
 }
 
@@ -170,55 +163,10 @@ Options parse(int argc, char **argv) {
   return o;
 }
 
-// ---- Output files: written under a temporary name, renamed when complete ----------
-
-// Temporary files that a signal must not leave behind.
-std::mutex temporariesLock;
-char temporaries[8][4096];
-std::atomic<int> temporaryCount{0};
-
-void onSignal(int sig) {
-  const int n = temporaryCount.load();
-  for (int i = 0; i < n && i < 8; ++i)
-    if (temporaries[i][0])
-      unlink(temporaries[i]);
-  signal(sig, SIG_DFL);
-  raise(sig);
-}
-
-// Writes `content` to `path` through `path`.part and a rename: a failure or an
-// interruption leaves no file under `path` and no temporary beside it.
-bool writeFile(const std::string &path, const std::string &content, std::string &error) {
-  const std::string temporary = path + ".part";
-  int slot;
-  {
-    std::lock_guard<std::mutex> guard(temporariesLock);
-    slot = temporaryCount.load();
-    if (slot < 8 && temporary.size() < sizeof temporaries[0]) {
-      std::strcpy(temporaries[slot], temporary.c_str());
-      temporaryCount.store(slot + 1);
-    }
-  }
-  std::FILE *f = std::fopen(temporary.c_str(), "wb");
-  bool ok = f != nullptr;
-  int code = errno;
-  if (ok) {
-    ok = std::fwrite(content.data(), 1, content.size(), f) == content.size();
-    code = errno;
-    ok = (std::fclose(f) == 0) && ok;
-    if (ok && std::rename(temporary.c_str(), path.c_str()) != 0) {
-      ok = false;
-      code = errno;
-    }
-  }
-  if (!ok) {
-    std::remove(temporary.c_str());
-    error = "cannot write '" + path + "': " + std::strerror(code);
-  }
-  std::lock_guard<std::mutex> guard(temporariesLock);
-  if (slot < 8)
-    temporaries[slot][0] = '\0';
-  return ok;
+bool writeText(const std::string &path, const std::string &content, std::string &error) {
+  return tools::writeThroughTemporary(
+      path, [&content](std::FILE *f) { return std::fwrite(content.data(), 1, content.size(), f) == content.size(); },
+      error);
 }
 
 // ---- Formats ----------------------------------------------------------------------
@@ -513,8 +461,7 @@ int main(int argc, char **argv) {
     }
     setenv("VAMP_PATH", (path + PLUGIN_DIR).c_str(), 1);
   }
-  std::signal(SIGINT, onSignal);
-  std::signal(SIGTERM, onSignal);
+  tools::removeTemporariesOnSignal();
   Vamp::HostExt::PluginLoader::getInstance(); // before the threads
 
   // Long files show a progress bar when standard error is a terminal and one file runs.
@@ -544,7 +491,7 @@ int main(int argc, char **argv) {
     const std::string text = format(r, o.format, o.files[i], several);
     if (!o.plot.empty()) {
       std::string error;
-      if (!writeFile(o.plot, svgPlot(r, o.files[i]), error)) {
+      if (!writeText(o.plot, svgPlot(r, o.files[i]), error)) {
         std::fprintf(stderr, "detect-transients: %s\n", error.c_str());
         ++failures;
         continue;
@@ -554,7 +501,7 @@ int main(int argc, char **argv) {
       std::fputs(text.c_str(), stdout);
     } else {
       std::string error;
-      if (!writeFile(o.output, text, error)) {
+      if (!writeText(o.output, text, error)) {
         std::fprintf(stderr, "detect-transients: %s\n", error.c_str());
         ++failures;
       }

@@ -7,6 +7,8 @@
 //   make-example-recording OUT.wav [--rate HZ] [--seconds S] [--seed N]
 //
 //===----------------------------------------------------------------------===//
+#include "ToolSupport.h"
+
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -33,18 +35,10 @@ struct Options {
 }
 
 double number(const char *option, const char *text, double least, double most) {
-  if (!text)
-    fail(std::string(option) + ": a value is missing");
-  char *end = nullptr;
-  errno = 0;
-  const double v = std::strtod(text, &end);
-  if (end == text || *end != '\0' || errno == ERANGE)
-    fail(std::string(option) + ": '" + text + "' is not a number");
-  if (!(v >= least && v <= most)) {
-    char range[64];
-    std::snprintf(range, sizeof range, " (%g to %g)", least, most);
-    fail(std::string(option) + ": " + text + " is out of range" + range);
-  }
+  double v = 0.0;
+  std::string problem;
+  if (!tools::parseNumber(text, least, most, v, problem))
+    fail(std::string(option) + ": " + problem);
   return v;
 }
 
@@ -121,10 +115,7 @@ void put32(std::FILE *f, uint32_t v) {
   put16(f, static_cast<uint16_t>(v >> 16));
 }
 
-bool writeWav(const std::string &path, const std::vector<float> &samples, uint32_t rate) {
-  std::FILE *f = std::fopen(path.c_str(), "wb");
-  if (!f)
-    return false;
+bool writeWav(std::FILE *f, const std::vector<float> &samples, uint32_t rate) {
   const uint32_t dataBytes = static_cast<uint32_t>(samples.size() * 2);
   std::fwrite("RIFF", 1, 4, f);
   put32(f, 36 + dataBytes);
@@ -142,8 +133,7 @@ bool writeWav(const std::string &path, const std::vector<float> &samples, uint32
     const float clipped = s > 1.0f ? 1.0f : s < -1.0f ? -1.0f : s;
     put16(f, static_cast<uint16_t>(static_cast<int16_t>(std::lround(clipped * 32767.0f))));
   }
-  const bool ok = !std::ferror(f);
-  return std::fclose(f) == 0 && ok;
+  return !std::ferror(f);
 }
 
 } // namespace
@@ -187,17 +177,11 @@ int main(int argc, char **argv) {
   }
 
   // Through a temporary file and a rename: a failed write leaves nothing behind.
-  const std::string temporary = o.output + ".part";
-  if (!writeWav(temporary, out, rate)) {
-    const int e = errno;
-    std::remove(temporary.c_str());
-    fail("cannot write '" + o.output + "': " + std::strerror(e));
-  }
-  if (std::rename(temporary.c_str(), o.output.c_str()) != 0) {
-    const int e = errno;
-    std::remove(temporary.c_str());
-    fail("cannot write '" + o.output + "': " + std::strerror(e));
-  }
+  tools::removeTemporariesOnSignal();
+  std::string error;
+  if (!tools::writeThroughTemporary(
+          o.output, [&](std::FILE *f) { return writeWav(f, out, rate); }, error))
+    fail(error);
   std::fputs(hits.c_str(), stdout);
   return 0;
 }
