@@ -300,75 +300,73 @@ TransientDetector::FeatureSet TransientDetector::analyseBands(Vamp::RealTime tim
   const unsigned int shortMask = _shortDelay.mask();
   const unsigned int historyMask = _peakHistory.mask();
   const float *xs = _hopValues.data();
-  {
-    for (uint64_t hop = 0; hop < hops; ++hop) {
-      const uint64_t i = hop * HopSamples;
-      const float x = xs[hop];
-      const float y = _shortAverage.step(x);
-      const float d = _shortDelay.tick(y);
-      const unsigned int w = _shortDelay.writeIndex();
+  for (uint64_t hop = 0; hop < hops; ++hop) {
+    const uint64_t i = hop * HopSamples;
+    const float x = xs[hop];
+    const float y = _shortAverage.step(x);
+    const float d = _shortDelay.tick(y);
+    const unsigned int w = _shortDelay.writeIndex();
 
-      // Both passes of the slow curve go through one record: its ring holds x and m in
-      // turn and its sum runs over both. This is the curve the thresholds are tuned to.
-      const float m = _longAverage.step(x);
-      const float z = _longAverage.step(m);
+    // Both passes of the slow curve go through one record: its ring holds x and m in
+    // turn and its sum runs over both. This is the curve the thresholds are tuned to.
+    const float m = _longAverage.step(x);
+    const float z = _longAverage.step(m);
 
-      const unsigned int h = _peakHistory.writeIndex();
-      const float a = historyRing[(h - 1) & historyMask];
-      const float b = historyRing[(h - 2) & historyMask];
-      (void)_peakHistory.tick(z); // the history is read by index above, not delayed
+    const unsigned int h = _peakHistory.writeIndex();
+    const float a = historyRing[(h - 1) & historyMask];
+    const float b = historyRing[(h - 2) & historyMask];
+    (void)_peakHistory.tick(z); // the history is read by index above, not delayed
 
-      const bool peak = a > z && a > b;
-      if (!(a >= z) && !(a >= b)) {
-        _attackStartLevel = d;
-        _hopsSinceAttackStart = 0;
-      }
-      _hopsSinceAttackStart = wrappingAdd(_hopsSinceAttackStart, 1);
-
-      if (!peak)
-        continue;
-      const float rise = d - _attackStartLevel;
-      if (!(rise > _raiseThreshold * PercentToLogScale))
-        continue;
-      if (!(rise / static_cast<float>(_hopsSinceAttackStart) > LeastSlopePerHop))
-        continue;
-
-      // Search back along the quick curve for the start of the rise: the first step where
-      // it is down to half the rise and no longer falls steeply backwards.
-      const unsigned int delay = _shortDelay.delayTime();
-      const float half = d + rise * SearchLevelShare;
-      unsigned int offset = delay * HopSamples + TimeCorrectionSamples;
-      unsigned int p = w - 2 - delay; // ring index p + 1 holds d
-      for (unsigned int step = 1;; ++step) {
-        const float cur = shortRing[(p + 1) & shortMask];
-        const float prev = shortRing[p & shortMask];
-        const bool falling = !(half >= cur); // true on NaN
-        const bool steep = (cur + SearchSlopeMargin) > prev;
-        offset += HopSamples;
-        if (step >= SearchStepLimit)
-          break;
-        --p;
-        if (!falling && !steep)
-          break;
-      }
-
-      // Only candidates get a time: the hop time feeds nothing else.
-      const Vamp::RealTime f = Vamp::RealTime::frame2RealTime(static_cast<long>(i), rate);
-      const Vamp::RealTime now(wrappingAdd(f.sec, timestamp.sec),
-                               wrappingAdd(f.nsec, timestamp.nsec));
-      const Vamp::RealTime c = Vamp::RealTime::frame2RealTime(static_cast<long>(offset), rate);
-      const Vamp::RealTime t(wrappingSub(now.sec, c.sec), wrappingSub(now.nsec, c.nsec));
-      if (!isLater(t, _lastTransient))
-        continue;
-
-      Feature feature;
-      feature.hasTimestamp = true;
-      feature.timestamp = t;
-      feature.hasDuration = false;
-      feature.values.push_back(ValueCap > rise ? rise : ValueCap);
-      result[0].push_back(feature);
-      _lastTransient = t;
+    const bool peak = a > z && a > b;
+    if (!(a >= z) && !(a >= b)) {
+      _attackStartLevel = d;
+      _hopsSinceAttackStart = 0;
     }
+    _hopsSinceAttackStart = wrappingAdd(_hopsSinceAttackStart, 1);
+
+    if (!peak)
+      continue;
+    const float rise = d - _attackStartLevel;
+    if (!(rise > _raiseThreshold * PercentToLogScale))
+      continue;
+    if (!(rise / static_cast<float>(_hopsSinceAttackStart) > LeastSlopePerHop))
+      continue;
+
+    // Search back along the quick curve for the start of the rise: the first step where
+    // it is down to half the rise and no longer falls steeply backwards.
+    const unsigned int delay = _shortDelay.delayTime();
+    const float half = d + rise * SearchLevelShare;
+    unsigned int offset = delay * HopSamples + TimeCorrectionSamples;
+    unsigned int p = w - 2 - delay; // ring index p + 1 holds d
+    for (unsigned int step = 1;; ++step) {
+      const float cur = shortRing[(p + 1) & shortMask];
+      const float prev = shortRing[p & shortMask];
+      const bool falling = !(half >= cur); // true on NaN
+      const bool steep = (cur + SearchSlopeMargin) > prev;
+      offset += HopSamples;
+      if (step >= SearchStepLimit)
+        break;
+      --p;
+      if (!falling && !steep)
+        break;
+    }
+
+    // Only candidates get a time: the hop time feeds nothing else.
+    const Vamp::RealTime f = Vamp::RealTime::frame2RealTime(static_cast<long>(i), rate);
+    const Vamp::RealTime now(wrappingAdd(f.sec, timestamp.sec),
+                             wrappingAdd(f.nsec, timestamp.nsec));
+    const Vamp::RealTime c = Vamp::RealTime::frame2RealTime(static_cast<long>(offset), rate);
+    const Vamp::RealTime t(wrappingSub(now.sec, c.sec), wrappingSub(now.nsec, c.nsec));
+    if (!isLater(t, _lastTransient))
+      continue;
+
+    Feature feature;
+    feature.hasTimestamp = true;
+    feature.timestamp = t;
+    feature.hasDuration = false;
+    feature.values.push_back(ValueCap > rise ? rise : ValueCap);
+    result[0].push_back(feature);
+    _lastTransient = t;
   }
   return result;
 }
