@@ -99,10 +99,6 @@ void buildColumns(float *table, const float *base, int T, int c, int B) {
 
 // ---- Kernels -----------------------------------------------------------------------
 
-struct Cx {
-  float re, im;
-};
-
 inline __m128 sign13() { return _mm_castsi128_ps(_mm_setr_epi32(0, INT32_MIN, 0, INT32_MIN)); }
 
 // Two complex products x w (or x conj w), lane pairs.
@@ -395,7 +391,7 @@ ComplexSizes complexSizes(int c) {
 }
 
 unsigned char *buildComplexTables(ippsFFTSpec_R_32f *spec, int c, const float *base, int T,
-                                  unsigned char *space, unsigned char *) {
+                                  unsigned char *space) {
   auto take = [&space](size_t bytes) {
     unsigned char *p = space;
     space += align64(bytes);

@@ -51,16 +51,14 @@ int blockOrder(int c);
 /// Sizes of the complex tables for complex order c >= 2 (bytes, each rounded to 64).
 struct ComplexSizes {
   std::size_t spec = 0; // tables in the setup block
-  std::size_t init = 0; // scratch during init
   std::size_t work = 0; // work buffer of a transform
 };
 ComplexSizes complexSizes(int c);
 
 /// Builds the complex tables of order c into `space` (64-aligned), reading the base table
-/// `base` of order T; `scratch` is init space of complexSizes(c).init bytes. Returns the
-/// end of what it used.
+/// `base` of order T. Returns the end of what it used.
 unsigned char *buildComplexTables(ippsFFTSpec_R_32f *spec, int c, const float *base, int T,
-                                  unsigned char *space, unsigned char *scratch);
+                                  unsigned char *space);
 
 /// The forward or inverse complex DFT of 2^c points, c >= 2 (interleaved floats), src to
 /// dst (which may be equal), unscaled unless the setup's flags ask for it.

@@ -56,17 +56,11 @@ void buildRecombine(float *real, float *ccs, const float *base, int T, int order
     }
     return;
   }
-  // Two levels: the first 1024 angles, then every 1024th, as (cos, -sin) in both.
+  // Two levels: the first 1024 angles, then every 1024th, as (cos, -sin) in both. From
+  // order 19 every such angle lies below a quarter turn, within the base table.
   auto rotationAt = [&](size_t k, float *pair) {
-    // k may reach n/4 and beyond on the coarse level: reflect through the quarter.
-    const size_t q = n / 4;
-    if (k <= q) {
-      pair[0] = cosAt(k);
-      pair[1] = -sinAt(k);
-    } else {
-      pair[0] = -sinAt(k - q);
-      pair[1] = -cosAt(k - q);
-    }
+    pair[0] = cosAt(k);
+    pair[1] = -sinAt(k);
   };
   for (size_t k = 0; k < 1024; ++k)
     rotationAt(k, real + 2 * k);
@@ -322,7 +316,6 @@ IppStatus ippsFFTGetSize_R_32f(int order, int flag, int, int *specSize, int *ini
   if (order >= 7) {
     const ComplexSizes cs = complexSizes(order - 1);
     spec += cs.spec;
-    init += cs.init;
     work = cs.work;
   }
   if (order >= 11)
@@ -373,7 +366,7 @@ IppStatus ippsFFTInit_R_32f(ippsFFTSpec_R_32f **out, int order, int flag, int hi
   }
   unsigned char *space = reinterpret_cast<unsigned char *>(spec) + align64(sizeof *spec);
   if (order >= 7)
-    space = buildComplexTables(spec, order - 1, base, T, space, nullptr);
+    space = buildComplexTables(spec, order - 1, base, T, space);
   const size_t recombineBytes = align64(recombinePairs(order) * 2 * sizeof(float));
   auto *real = reinterpret_cast<float *>(space), *ccs = reinterpret_cast<float *>(space + recombineBytes);
   buildRecombine(real, ccs, base, T, order);
