@@ -18,7 +18,7 @@ constexpr double flAtanBase1 = 0x1.f40dd0b541418p-2; // atan(0.53125)
 constexpr double flAtanBase2 = 0x1.921fb54442d18p-1; // pi/4
 constexpr double flAtanInf = 0x1.921fb54442d18p+0;   // pi/2
 
-inline double poly(double u) {
+VECMATH_INLINE double poly(double u) {
   return flA[0] + u * (flA[1] + u * (flA[2] + u * (flA[3] + u * (flA[4] + u * (flA[5] + u * flA[6])))));
 }
 
@@ -41,11 +41,11 @@ double atanAbs(double a) {
   return base + t * poly(t * t);
 }
 
-inline __m128d select(__m128d mask, __m128d yes, __m128d no) {
+VECMATH_INLINE __m128d select(__m128d mask, __m128d yes, __m128d no) {
   return _mm_or_pd(_mm_and_pd(mask, yes), _mm_andnot_pd(mask, no));
 }
 
-inline __m128d atanPair(__m128d x) {
+VECMATH_INLINE __m128d atanPair(__m128d x) {
   const __m128d sign = _mm_and_pd(x, _mm_set1_pd(-0.0));
   const __m128d a = _mm_xor_pd(x, sign);
   const __m128d in3 = _mm_cmpge_pd(a, _mm_set1_pd(flBound3));
@@ -66,12 +66,12 @@ inline __m128d atanPair(__m128d x) {
   return _mm_or_pd(_mm_add_pd(base, _mm_mul_pd(t, p)), sign);
 }
 
-inline __m128 atanVector(__m128 x) {
+VECMATH_INLINE __m128 atanVector(__m128 x) {
   return toFloat(atanPair(lowToDouble(x)), atanPair(highToDouble(x)));
 }
 
 // NaN is the only special value; it goes the scalar way to keep its payload.
-inline bool noNaN(__m128 x) { return _mm_movemask_ps(_mm_cmpunord_ps(x, x)) == 0; }
+VECMATH_INLINE __m128 noNaN(__m128 x) { return _mm_cmpord_ps(x, x); }
 
 struct AtanKernel {
   static constexpr const char *name = "vsAtan";

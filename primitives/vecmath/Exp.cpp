@@ -44,7 +44,7 @@ constexpr F4 kInv = f4(InvLn2x128), kRound = f4(Round), kHi = f4(Ln2By128Hi),
 constexpr I4 kRoundBits = i4(0x4B300000), kRowBytes = i4(127 << 3), kBias = i4(127);
 constexpr I4 kAbs = i4(0x7FFFFFFF);
 
-inline __m128 expVector(__m128 x) {
+VECMATH_INLINE __m128 expVector(__m128 x) {
   const __m128 t = _mm_add_ps(_mm_mul_ps(x, ld(kInv)), ld(kRound));
   const __m128 nf = _mm_sub_ps(t, ld(kRound));
   const __m128i n = _mm_sub_epi32(_mm_castps_si128(t), ld(kRoundBits));
@@ -63,9 +63,8 @@ inline __m128 expVector(__m128 x) {
   return _mm_mul_ps(p, _mm_castsi128_ps(scale));
 }
 
-inline bool allFast(__m128 x) {
-  const __m128 a = _mm_and_ps(x, _mm_castsi128_ps(ld(kAbs)));
-  return _mm_movemask_ps(_mm_cmplt_ps(a, ld(kFastBound))) == 0xF;
+VECMATH_INLINE __m128 allFast(__m128 x) {
+  return _mm_cmplt_ps(_mm_and_ps(x, _mm_castsi128_ps(ld(kAbs))), ld(kFastBound));
 }
 
 struct ExpKernel {

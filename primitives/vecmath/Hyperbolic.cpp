@@ -51,18 +51,17 @@ template <Fn F> __m128d corePair(__m128d a) {
 }
 
 // Applies f to |x| of four lanes and puts the sign back where f is odd.
-template <Fn F> inline __m128 hyperVector(__m128 x) {
+template <Fn F> VECMATH_INLINE __m128 hyperVector(__m128 x) {
   const __m128 sign = _mm_and_ps(x, _mm_set1_ps(-0.0f));
   const __m128 a = _mm_xor_ps(x, sign);
   const __m128 v = toFloat(corePair<F>(lowToDouble(a)), corePair<F>(highToDouble(a)));
   return F == Fn::Cosh ? v : _mm_or_ps(v, sign);
 }
 
-template <Fn F> inline bool allFast(__m128 x) {
+template <Fn F> VECMATH_INLINE __m128 allFast(__m128 x) {
   const __m128 a = _mm_and_ps(x, _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF)));
   const float bound = F == Fn::Tanh ? dbErfSaturation : dwMaxAbsArg;
-  const __m128 ok = F == Fn::Tanh ? _mm_cmplt_ps(a, _mm_set1_ps(bound)) : _mm_cmple_ps(a, _mm_set1_ps(bound));
-  return _mm_movemask_ps(ok) == 0xF;
+  return F == Fn::Tanh ? _mm_cmplt_ps(a, _mm_set1_ps(bound)) : _mm_cmple_ps(a, _mm_set1_ps(bound));
 }
 
 template <Fn F> struct HyperKernel {

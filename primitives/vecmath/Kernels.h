@@ -21,6 +21,10 @@
 
 namespace primitives::vecmath {
 
+// The vector bodies are inlined whatever the optimisation level: called out of line they
+// lose their constants from registers and cost as much again.
+#define VECMATH_INLINE inline __attribute__((always_inline))
+
 enum class CheckOrder { PointersFirst, LengthFirst };
 
 // Masks every floating-point exception for the life of the object. On the way out the
@@ -82,12 +86,12 @@ template <class K, CheckOrder Order> IppStatus run(const float *src, float *dst,
   return status;
 }
 
-/// The vector path of a kernel over 8 elements: both halves must pass `Fast`, or nothing
-/// is written and the caller takes the scalar path.
-template <bool (*Fast)(__m128), __m128 (*Vector)(__m128)>
-inline bool vectorBlock(const float *src, float *dst) {
+/// The vector path of a kernel over 8 elements: every lane must be set in the mask `Fast`
+/// gives, or nothing is written and the caller takes the scalar path.
+template <__m128 (*Fast)(__m128), __m128 (*Vector)(__m128)>
+VECMATH_INLINE bool vectorBlock(const float *src, float *dst) {
   const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
-  if (!Fast(a) || !Fast(b))
+  if (_mm_movemask_ps(_mm_and_ps(Fast(a), Fast(b))) != 0xF)
     return false;
   _mm_storeu_ps(dst, Vector(a));
   _mm_storeu_ps(dst + 4, Vector(b));
@@ -145,12 +149,8 @@ inline __m128d ld(const D2 &c) { return _mm_load_pd(opaque(c)->v); }
 /// The byte offsets in the four 32-bit lanes of `offsets`, each below 65536, as integers:
 /// the addresses of a four-lane table gather.
 struct Offsets {
-  unsigned int o[4];
-  explicit Offsets(__m128i offsets)
-      : o{static_cast<unsigned int>(_mm_extract_epi16(offsets, 0)),
-          static_cast<unsigned int>(_mm_extract_epi16(offsets, 2)),
-          static_cast<unsigned int>(_mm_extract_epi16(offsets, 4)),
-          static_cast<unsigned int>(_mm_extract_epi16(offsets, 6))} {}
+  alignas(16) uint32_t o[4];
+  explicit Offsets(__m128i offsets) { _mm_store_si128(reinterpret_cast<__m128i *>(o), offsets); }
   template <class T> const T *at(const void *table, int lane) const {
     return reinterpret_cast<const T *>(static_cast<const unsigned char *>(table) + o[lane]);
   }

@@ -50,7 +50,7 @@ constexpr F4 kC2 = f4(C2), kC3 = f4(C3), kC4 = f4(C4), kOneF = f4(1.0f);
 constexpr F4 kLog2Hi = f4(Log2Hi), kLog2Lo = f4(Log2Lo);
 
 // Four elements, all in range.
-inline __m128 lnVector(__m128 x) {
+VECMATH_INLINE __m128 lnVector(__m128 x) {
   const __m128i bits = _mm_castps_si128(x);
   // The row's byte offset: rows are 16 bytes, so the rounded index needs no shift.
   const Offsets row(_mm_and_si128(
@@ -82,11 +82,10 @@ inline __m128 lnVector(__m128 x) {
 
 // All four lanes positive, normal and finite: as signed integers, above 0x7FFFFF and
 // below 0x7F800000.
-inline bool allInLnRange(__m128 x) {
+VECMATH_INLINE __m128 allInLnRange(__m128 x) {
   const __m128i bits = _mm_castps_si128(x);
-  const __m128i ok = _mm_and_si128(_mm_cmpgt_epi32(bits, _mm_set1_epi32(0x7FFFFF)),
-                                   _mm_cmplt_epi32(bits, _mm_set1_epi32(0x7F800000)));
-  return _mm_movemask_epi8(ok) == 0xFFFF;
+  return _mm_castsi128_ps(_mm_and_si128(_mm_cmpgt_epi32(bits, _mm_set1_epi32(0x7FFFFF)),
+                                        _mm_cmplt_epi32(bits, _mm_set1_epi32(0x7F800000))));
 }
 
 // The special values shared by Ln and Log10; false when x is a positive finite number,
@@ -145,7 +144,7 @@ float log10Scalar(uint32_t bits, int k, bool) {
 }
 
 // Two lanes of log10 given the float bits of both.
-inline __m128d log10Pair(__m128i bits, int lane0, int lane1) {
+VECMATH_INLINE __m128d log10Pair(__m128i bits, int lane0, int lane1) {
   alignas(16) int32_t b[4];
   _mm_store_si128(reinterpret_cast<__m128i *>(b), bits);
   const __m128d rowA = _mm_load_pd(BT_Tbl[rowOf(static_cast<uint32_t>(b[lane0]))]);
@@ -165,7 +164,7 @@ inline __m128d log10Pair(__m128i bits, int lane0, int lane1) {
   return _mm_add_pd(_mm_add_pd(_mm_mul_pd(kd, _mm_set1_pd(Lg2)), table), _mm_mul_pd(r, poly));
 }
 
-inline __m128 log10Vector(__m128 x) {
+VECMATH_INLINE __m128 log10Vector(__m128 x) {
   const __m128i bits = _mm_castps_si128(x);
   return toFloat(log10Pair(bits, 0, 1), log10Pair(bits, 2, 3));
 }

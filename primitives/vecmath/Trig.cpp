@@ -31,7 +31,7 @@ enum class Fn { Sin, Cos, Tan };
 const double (*tableOf(Fn f))[2] { return f == Fn::Cos ? vscos_data : vssin_data; }
 
 // f(x) from its table row and remainder.
-template <Fn F> inline double combine(const double *row, double r) {
+template <Fn F> VECMATH_INLINE double combine(const double *row, double r) {
   const double r2 = r * r;
   const double sr = r + r * r2 * (S1 + r2 * S2);
   const double cm1 = r2 * (K1 + r2 * K2);
@@ -113,7 +113,7 @@ constexpr D2 kInvStep = d2(InvStep), kRoundD = d2(RoundD), kStepHi = d2(StepHi),
 constexpr I4 kRowBytes = i4(255 << 4), kAbs = i4(0x7FFFFFFF);
 constexpr F4 kFastBound = f4(FastBound);
 
-template <Fn F> inline __m128d trigPair(__m128d x) {
+template <Fn F> VECMATH_INLINE __m128d trigPair(__m128d x) {
   const __m128d t = _mm_add_pd(_mm_mul_pd(x, ld(kInvStep)), ld(kRoundD));
   const __m128d nf = _mm_sub_pd(t, ld(kRoundD));
   const __m128d r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(nf, ld(kStepHi))),
@@ -135,13 +135,12 @@ template <Fn F> inline __m128d trigPair(__m128d x) {
   return value;
 }
 
-template <Fn F> inline __m128 trigVector(__m128 x) {
+template <Fn F> VECMATH_INLINE __m128 trigVector(__m128 x) {
   return toFloat(trigPair<F>(lowToDouble(x)), trigPair<F>(highToDouble(x)));
 }
 
-inline bool allFast(__m128 x) {
-  const __m128 a = _mm_and_ps(x, _mm_castsi128_ps(ld(kAbs)));
-  return _mm_movemask_ps(_mm_cmplt_ps(a, ld(kFastBound))) == 0xF;
+VECMATH_INLINE __m128 allFast(__m128 x) {
+  return _mm_cmplt_ps(_mm_and_ps(x, _mm_castsi128_ps(ld(kAbs))), ld(kFastBound));
 }
 
 template <Fn F> struct TrigKernel {
