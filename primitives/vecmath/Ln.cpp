@@ -56,9 +56,12 @@ VECMATH_INLINE __m128 lnVector(__m128 x) {
   const Offsets row(_mm_and_si128(
       _mm_add_epi32(_mm_and_si128(_mm_srli_epi32(bits, 13), ld(kRowMask)), ld(kRowRound)),
       ld(kRowBytes)));
-  __m128 t0 = _mm_load_ps(row.at<float>(Table, 0)), t1 = _mm_load_ps(row.at<float>(Table, 1));
-  __m128 t2 = _mm_load_ps(row.at<float>(Table, 2)), t3 = _mm_load_ps(row.at<float>(Table, 3));
-  _MM_TRANSPOSE4_PS(t0, t1, t2, t3); // t0 logHi, t1 logLo, t2 recip
+  const __m128 row0 = _mm_load_ps(row.at<float>(Table, 0)), row1 = _mm_load_ps(row.at<float>(Table, 1));
+  const __m128 row2 = _mm_load_ps(row.at<float>(Table, 2)), row3 = _mm_load_ps(row.at<float>(Table, 3));
+  // Three columns of the four rows: logHi, logLo and recip.
+  const __m128 lo01 = _mm_unpacklo_ps(row0, row1), lo23 = _mm_unpacklo_ps(row2, row3);
+  const __m128 t0 = _mm_movelh_ps(lo01, lo23), t1 = _mm_movehl_ps(lo23, lo01);
+  const __m128 t2 = _mm_movelh_ps(_mm_unpackhi_ps(row0, row1), _mm_unpackhi_ps(row2, row3));
 
   const __m128 m = _mm_castsi128_ps(_mm_or_si128(_mm_and_si128(bits, ld(kFraction)), ld(kOne)));
   const __m128 mHi = _mm_and_ps(m, _mm_castsi128_ps(ld(kMHi)));
@@ -75,8 +78,10 @@ VECMATH_INLINE __m128 lnVector(__m128 x) {
   const __m128 near1 =
       _mm_castsi128_ps(_mm_cmpgt_epi32(_mm_add_epi32(bits, ld(kNearShift)), ld(kNearBound)));
   const __m128 pl = _mm_add_ps(p, l);
-  const __m128 nearResult = _mm_add_ps(pl, _mm_add_ps(h, rLo));
   const __m128 farResult = _mm_add_ps(_mm_add_ps(pl, rLo), h);
+  if (__builtin_expect(_mm_movemask_ps(near1) == 0, 1))
+    return farResult;
+  const __m128 nearResult = _mm_add_ps(pl, _mm_add_ps(h, rLo));
   return _mm_or_ps(_mm_and_ps(near1, nearResult), _mm_andnot_ps(near1, farResult));
 }
 
