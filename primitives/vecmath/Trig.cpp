@@ -113,17 +113,17 @@ constexpr D2 kInvStep = d2(InvStep), kRoundD = d2(RoundD), kStepHi = d2(StepHi),
 constexpr I4 kRowBytes = i4(255 << 4), kAbs = i4(0x7FFFFFFF);
 constexpr F4 kFastBound = f4(FastBound);
 
-template <Fn F> VECMATH_INLINE __m128d trigPair(__m128d x) {
-  const __m128d t = _mm_add_pd(_mm_mul_pd(x, ld(kInvStep)), ld(kRoundD));
+// x = n pi/128 + r per double lane: r, and t, which holds n in its low bits.
+VECMATH_INLINE __m128d reducePair(__m128d x, __m128d &t) {
+  t = _mm_add_pd(_mm_mul_pd(x, ld(kInvStep)), ld(kRoundD));
   const __m128d nf = _mm_sub_pd(t, ld(kRoundD));
-  const __m128d r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(nf, ld(kStepHi))),
-                               _mm_mul_pd(nf, ld(kStepLo)));
-  // Rows of two doubles: the byte offset is n mod 256 times 16.
-  const Offsets row(_mm_and_si128(_mm_slli_epi32(_mm_castpd_si128(t), 4), ld(kRowBytes)));
-  const void *table = tableOf(F);
-  const __m128d rowA = _mm_load_pd(row.at<double>(table, 0));
-  const __m128d rowB = _mm_load_pd(row.at<double>(table, 2));
-  const __m128d a = _mm_unpacklo_pd(rowA, rowB), b = _mm_unpackhi_pd(rowA, rowB);
+  return _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(nf, ld(kStepHi))), _mm_mul_pd(nf, ld(kStepLo)));
+}
+
+template <Fn F> VECMATH_INLINE __m128d combinePair(__m128d r, const void *rowA, const void *rowB) {
+  const __m128d ra = _mm_load_pd(static_cast<const double *>(rowA));
+  const __m128d rb = _mm_load_pd(static_cast<const double *>(rowB));
+  const __m128d a = _mm_unpacklo_pd(ra, rb), b = _mm_unpackhi_pd(ra, rb);
   const __m128d r2 = _mm_mul_pd(r, r);
   const __m128d sr =
       _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r2), _mm_add_pd(ld(kS1), _mm_mul_pd(r2, ld(kS2)))));
@@ -136,7 +136,15 @@ template <Fn F> VECMATH_INLINE __m128d trigPair(__m128d x) {
 }
 
 template <Fn F> VECMATH_INLINE __m128 trigVector(__m128 x) {
-  return toFloat(trigPair<F>(lowToDouble(x)), trigPair<F>(highToDouble(x)));
+  __m128d tLo, tHi;
+  const __m128d rLo = reducePair(lowToDouble(x), tLo), rHi = reducePair(highToDouble(x), tHi);
+  // The four n side by side; rows of two doubles: the byte offset is n mod 256 times 16.
+  const __m128i n = _mm_castps_si128(
+      _mm_shuffle_ps(_mm_castpd_ps(tLo), _mm_castpd_ps(tHi), _MM_SHUFFLE(2, 0, 2, 0)));
+  const Offsets row(_mm_and_si128(_mm_slli_epi32(n, 4), ld(kRowBytes)));
+  const void *table = tableOf(F);
+  return toFloat(combinePair<F>(rLo, row.at<double>(table, 0), row.at<double>(table, 1)),
+                 combinePair<F>(rHi, row.at<double>(table, 2), row.at<double>(table, 3)));
 }
 
 VECMATH_INLINE __m128 allFast(__m128 x) {
