@@ -120,11 +120,13 @@ w('    ' + ', '.join('0x%08xu' % ((bits >> (32 * (9 - k))) & 0xffffffff) for k i
 w('};')
 w('')
 
-# Atan: atan(t) = t * p(t^2) on |t| <= 0.4375, p of degree 6, a Chebyshev fit.
-poly = mp.chebyfit(lambda u: mp.atan(mp.sqrt(u)) / mp.sqrt(u) if u > 0 else mp.mpf(1),
-                   [0, mp.mpf('0.4375') ** 2], 7)
-w('const double flA[7] = {')
-w('    ' + ', '.join(dl(f64(c)) for c in reversed(poly)) + ',')
+# Atan: atan(t) = t + t^3 q(t^2) on |t| <= 0.4375, q of degree 4, a Chebyshev fit rounded
+# to float; each coefficient four times, as the lanes the vector path multiplies by.
+q = mp.chebyfit(lambda u: (mp.atan(mp.sqrt(u)) - mp.sqrt(u)) / mp.sqrt(u) ** 3 if u > 0
+                else mp.mpf(-1) / 3, [0, mp.mpf('0.4375') ** 2], 5)
+w('alignas(16) const float flA[5][4] = {')
+for c in reversed(q):
+    w('    {%s},' % ', '.join([fl(f32_exact(c))] * 4))
 w('};')
 w('')
 w('} // namespace primitives::vecmath')

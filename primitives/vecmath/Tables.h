@@ -27,8 +27,9 @@ extern const double vssin_data[256][2];
 extern const double vscos_data[256][2];
 /// 1 / pi in binary: 320 fraction bits, most significant first.
 extern const uint32_t invPiBits[10];
-/// atan(t) / t as a polynomial in t^2 on |t| <= 0.4375, constant term first.
-extern const double flA[7];
+/// (atan(t) - t) / t^3 as a polynomial in t^2 on |t| <= 0.4375, constant term first;
+/// each coefficient four times, for the lanes of a vector.
+extern const float flA[5][4];
 
 } // namespace primitives::vecmath
 
