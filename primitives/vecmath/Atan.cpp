@@ -8,6 +8,7 @@
 // atan(-0) is -0.
 //
 //===----------------------------------------------------------------------===//
+#include "primitives/simd/sse2.h"
 #include "primitives/vecmath/Kernels.h"
 #include "primitives/vecmath/Tables.h"
 
@@ -19,11 +20,7 @@ constexpr F4 flBase1 = f4(0.53125f), flBase2 = f4(1.0f);
 constexpr F4 flAtanBase1Hi = f4(0x1.f40dd0p-2f), flAtanBase1Lo = f4(0x1.6a8282p-27f); // atan(0.53125)
 constexpr F4 flAtanBase2Hi = f4(0x1.921fb6p-1f), flAtanBase2Lo = f4(-0x1.777a5cp-26f); // pi/4
 constexpr F4 flAtanInfHi = f4(0x1.921fb6p+0f), flAtanInfLo = f4(-0x1.777a5cp-25f);     // pi/2
-constexpr F4 kSign = f4(-0.0f), kMinusOne = f4(-1.0f);
-
-VECMATH_INLINE __m128 select(__m128 mask, __m128 yes, __m128 no) {
-  return _mm_or_ps(_mm_and_ps(mask, yes), _mm_andnot_ps(mask, no));
-}
+constexpr F4 kSign = f4(-0.0f), kOne = f4(1.0f), kMinusOne = f4(-1.0f);
 
 VECMATH_INLINE __m128 atanVector(__m128 x) {
   const __m128 sign = _mm_and_ps(x, ld(kSign));
@@ -32,14 +29,16 @@ VECMATH_INLINE __m128 atanVector(__m128 x) {
   const __m128 in2 = _mm_cmpge_ps(a, ld(flBound2));
   const __m128 in3 = _mm_cmpge_ps(a, ld(flBound3));
   // One division for every interval: a / 1 below the first bound. a - base is exact.
-  const __m128 b = _mm_and_ps(in1, select(in2, ld(flBase2), ld(flBase1)));
-  const __m128 num = select(in3, ld(kMinusOne), _mm_sub_ps(a, b));
-  const __m128 den = select(in3, a, _mm_add_ps(ld(flBase2), _mm_mul_ps(a, b)));
+  const __m128 b = _mm_and_ps(in1, vsel_vf_vm_vf_vf(in2, ld(flBase2), ld(flBase1)));
+  const __m128 num = vsel_vf_vm_vf_vf(in3, ld(kMinusOne), _mm_sub_ps(a, b));
+  const __m128 den = vsel_vf_vm_vf_vf(in3, a, _mm_add_ps(ld(kOne), _mm_mul_ps(a, b)));
   const __m128 t = _mm_div_ps(num, den);
-  const __m128 hi = select(in3, ld(flAtanInfHi),
-                           select(in2, ld(flAtanBase2Hi), _mm_and_ps(in1, ld(flAtanBase1Hi))));
-  const __m128 lo = select(in3, ld(flAtanInfLo),
-                           select(in2, ld(flAtanBase2Lo), _mm_and_ps(in1, ld(flAtanBase1Lo))));
+  const __m128 hi = vsel_vf_vm_vf_vf(
+      in3, ld(flAtanInfHi),
+      vsel_vf_vm_vf_vf(in2, ld(flAtanBase2Hi), _mm_and_ps(in1, ld(flAtanBase1Hi))));
+  const __m128 lo = vsel_vf_vm_vf_vf(
+      in3, ld(flAtanInfLo),
+      vsel_vf_vm_vf_vf(in2, ld(flAtanBase2Lo), _mm_and_ps(in1, ld(flAtanBase1Lo))));
   const __m128 u = _mm_mul_ps(t, t);
   __m128 q = _mm_load_ps(flA[4]);
   for (int k = 3; k >= 0; --k)

@@ -42,7 +42,6 @@ float expCore(float x) {
 constexpr F4 kInv = f4(InvLn2x128), kRound = f4(Round), kHi = f4(Ln2By128Hi),
              kLo = f4(Ln2By128Lo), kHalf = f4(0.5f), kFastBound = f4(FastBound);
 constexpr I4 kRoundBits = i4(0x4B300000), kRowBytes = i4(127 << 3), kBias = i4(127);
-constexpr I4 kAbs = i4(0x7FFFFFFF);
 
 VECMATH_INLINE __m128 expVector(__m128 x) {
   const __m128 t = _mm_add_ps(_mm_mul_ps(x, ld(kInv)), ld(kRound));
@@ -63,14 +62,10 @@ VECMATH_INLINE __m128 expVector(__m128 x) {
   return _mm_mul_ps(p, _mm_castsi128_ps(scale));
 }
 
-VECMATH_INLINE __m128 allFast(__m128 x) {
-  return _mm_cmplt_ps(_mm_and_ps(x, _mm_castsi128_ps(ld(kAbs))), ld(kFastBound));
-}
-
 struct ExpKernel {
   static constexpr const char *name = "vsExp";
   static bool block(const float *src, float *dst) {
-    return vectorBlock<allFast, expVector>(src, dst);
+    return vectorBlock<absBelow<kFastBound>, expVector>(src, dst);
   }
   static float scalar(float x, IppStatus &status) {
     if (x != x)

@@ -146,8 +146,8 @@ inline __m128i ld(const I4 &c) {
 }
 inline __m128d ld(const D2 &c) { return _mm_load_pd(opaque(c)->v); }
 
-/// The byte offsets in the four 32-bit lanes of `offsets`, each below 65536, as integers:
-/// the addresses of a four-lane table gather.
+/// The byte offsets in the four 32-bit lanes of `offsets`, as integers: the addresses of a
+/// four-lane table gather.
 struct Offsets {
   alignas(16) uint32_t o[4];
   explicit Offsets(__m128i offsets) { _mm_store_si128(reinterpret_cast<__m128i *>(o), offsets); }
@@ -155,6 +155,12 @@ struct Offsets {
     return reinterpret_cast<const T *>(static_cast<const unsigned char *>(table) + o[lane]);
   }
 };
+
+/// The fast-range test of the kernels whose range is |x| below a bound; false for NaN.
+constexpr I4 kAbsMask = i4(0x7FFFFFFF);
+template <const F4 &Bound> VECMATH_INLINE __m128 absBelow(__m128 x) {
+  return _mm_cmplt_ps(_mm_and_ps(x, _mm_castsi128_ps(ld(kAbsMask))), ld(Bound));
+}
 
 /// The NaN that Ln and Log10 give for arguments below zero.
 inline float domainNaN() { return floatOf(0x7FFC0000u); }

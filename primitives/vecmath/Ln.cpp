@@ -8,6 +8,7 @@
 // plan in double precision.
 //
 //===----------------------------------------------------------------------===//
+#include "primitives/simd/sse2.h"
 #include "primitives/vecmath/Kernels.h"
 #include "primitives/vecmath/Tables.h"
 
@@ -82,7 +83,7 @@ VECMATH_INLINE __m128 lnVector(__m128 x) {
   if (__builtin_expect(_mm_movemask_ps(near1) == 0, 1))
     return farResult;
   const __m128 nearResult = _mm_add_ps(pl, _mm_add_ps(h, rLo));
-  return _mm_or_ps(_mm_and_ps(near1, nearResult), _mm_andnot_ps(near1, farResult));
+  return vsel_vf_vm_vf_vf(near1, nearResult, farResult);
 }
 
 // All four lanes positive, normal and finite: as signed integers, above 0x7FFFFF and

@@ -110,7 +110,7 @@ template <Fn F> float scalarTrig(float x, IppStatus &status) {
 
 constexpr D2 kInvStep = d2(InvStep), kRoundD = d2(RoundD), kStepHi = d2(StepHi),
              kStepLo = d2(StepLo), kS1 = d2(S1), kS2 = d2(S2), kK1 = d2(K1), kK2 = d2(K2);
-constexpr I4 kRowBytes = i4(255 << 4), kAbs = i4(0x7FFFFFFF);
+constexpr I4 kRowBytes = i4(255 << 4);
 constexpr F4 kFastBound = f4(FastBound);
 
 // x = n pi/128 + r per double lane: r, and t, which holds n in its low bits.
@@ -120,9 +120,8 @@ VECMATH_INLINE __m128d reducePair(__m128d x, __m128d &t) {
   return _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(nf, ld(kStepHi))), _mm_mul_pd(nf, ld(kStepLo)));
 }
 
-template <Fn F> VECMATH_INLINE __m128d combinePair(__m128d r, const void *rowA, const void *rowB) {
-  const __m128d ra = _mm_load_pd(static_cast<const double *>(rowA));
-  const __m128d rb = _mm_load_pd(static_cast<const double *>(rowB));
+template <Fn F> VECMATH_INLINE __m128d combinePair(__m128d r, const double *rowA, const double *rowB) {
+  const __m128d ra = _mm_load_pd(rowA), rb = _mm_load_pd(rowB);
   const __m128d a = _mm_unpacklo_pd(ra, rb), b = _mm_unpackhi_pd(ra, rb);
   const __m128d r2 = _mm_mul_pd(r, r);
   const __m128d sr =
@@ -147,14 +146,10 @@ template <Fn F> VECMATH_INLINE __m128 trigVector(__m128 x) {
                  combinePair<F>(rHi, row.at<double>(table, 2), row.at<double>(table, 3)));
 }
 
-VECMATH_INLINE __m128 allFast(__m128 x) {
-  return _mm_cmplt_ps(_mm_and_ps(x, _mm_castsi128_ps(ld(kAbs))), ld(kFastBound));
-}
-
 template <Fn F> struct TrigKernel {
   static constexpr const char *name = F == Fn::Sin ? "vsSin" : F == Fn::Cos ? "vsCos" : "vsTan";
   static bool block(const float *src, float *dst) {
-    return vectorBlock<allFast, trigVector<F>>(src, dst);
+    return vectorBlock<absBelow<kFastBound>, trigVector<F>>(src, dst);
   }
   static float scalar(float x, IppStatus &status) { return scalarTrig<F>(x, status); }
 };
