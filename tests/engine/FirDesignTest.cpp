@@ -38,7 +38,7 @@ TEST(FirDesign, LowPassBandPassHighPass) {
   firCoeffHighPass(guard, 0, 0.1f, 1.0f);
   EXPECT_EQ(guard[0], 6.0f);
 
-  // A band-pass is the difference of two low-passes, with the rate's reciprocal taken once.
+  // A band-pass is the difference of two low-passes.
   std::vector<float> bp(31), lo(31), hi(31);
   firCoeffBandPass(bp.data(), 31, 1000.0f, 3000.0f, 48000.0f);
   firCoeffLowPass(lo.data(), 31, 1000.0f, 48000.0f);
@@ -52,6 +52,39 @@ TEST(FirDesign, LowPassBandPassHighPass) {
   for (float v : longLp)
     dc += v;
   EXPECT_NEAR(dc, 1.0, 2e-3);
+}
+
+// The band-pass scales its edges by the rate's reciprocal, taken once; the low- and
+// high-pass divide by the rate. The two roundings part in the last bit for these rates and
+// cut-offs, and the bank's kernels are tuned with exactly these taps. A kernel made with
+// its edges already scaled and a rate of 1 shows which arithmetic ran.
+TEST(FirDesign, OnlyTheBandPassScalesByTheReciprocal) {
+  const unsigned int m = 257;
+  struct Case {
+    float rate, low, high;
+  };
+  for (const Case &c : {Case{44100.0f, 800.0f, 2000.0f}, Case{48000.0f, 200.0f, 800.0f},
+                        Case{96000.0f, 200.0f, 800.0f}}) {
+    SCOPED_TRACE(c.rate);
+    std::vector<float> got(m), byProduct(m), byQuotient(m);
+    const float s = 1.0f / c.rate;
+    firCoeffBandPass(got.data(), m, c.low, c.high, c.rate);
+    firCoeffBandPass(byProduct.data(), m, c.low * s, c.high * s, 1.0f);
+    firCoeffBandPass(byQuotient.data(), m, c.low / c.rate, c.high / c.rate, 1.0f);
+    EXPECT_EQ(got, byProduct);
+    EXPECT_NE(got, byQuotient);
+
+    // The cut-off that parts: the low edge at 48 and 96 kHz, the high one at 44.1 kHz.
+    const float cut = c.rate == 44100.0f ? c.high : c.low;
+    using Design = void (*)(float *, unsigned int, float, float);
+    for (Design design : {Design(firCoeffLowPass), Design(firCoeffHighPass)}) {
+      design(got.data(), m, cut, c.rate);
+      design(byQuotient.data(), m, cut / c.rate, 1.0f);
+      design(byProduct.data(), m, cut * s, 1.0f);
+      EXPECT_EQ(got, byQuotient);
+      EXPECT_NE(got, byProduct);
+    }
+  }
 }
 
 // Low-pass, the band-passes and the high-pass over one set of cut-offs add up, before any

@@ -11,9 +11,13 @@ double decibelToMagnitude(double db) { return std::pow(10.0, db * 0.05); }
 double magnitudeToDecibel(double x) { return std::log10(x) * 20.0; }
 
 double A_Weight(double f) {
+  // The squares of the corners 12200, 20, 737.9 and 107.7 Hz. 737.9 squared is the double
+  // printed 544496.4099999999, one ulp below the double nearest to 544496.41.
+  constexpr double Corner3Squared = 0x1.09de0d1eb851ep+19;
   const double g = f * f;
   const double n = g * g * 148840000.0;
-  const double d = (g + 148840000.0) * (400.0 + g) * std::sqrt((544496.41 + g) * (11599.29 + g));
+  const double d =
+      (g + 148840000.0) * (400.0 + g) * std::sqrt((Corner3Squared + g) * (11599.29 + g));
   return std::log10(n / d) * 20.0 + 2.0;
 }
 
