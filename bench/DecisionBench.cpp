@@ -7,7 +7,7 @@
 //===----------------------------------------------------------------------===//
 #include "RatioReporter.h"
 
-#include "tests/plugin/TransientDetectorProbe.h"
+#include "tests/support/TransientDetectorProbe.h"
 
 #include <cmath>
 #include <cstdint>

@@ -34,7 +34,7 @@ struct Function {
 };
 
 const Function Functions[] = {
-    {"Ln", ippsLn_32f_A24, std::log, 1.0},       {"Log10", ippsLog10_32f_A24, std::log10, 1.0},
+    {"Ln", ippsLn_32f_A24, std::log, 1.5},       {"Log10", ippsLog10_32f_A24, std::log10, 1.0},
     {"Exp", ippsExp_32f_A24, std::exp, 1.0},     {"Sin", ippsSin_32f_A24, std::sin, 1.0},
     {"Cos", ippsCos_32f_A24, std::cos, 1.0},     {"Atan", ippsAtan_32f_A24, std::atan, 1.0},
     {"Tan", ippsTan_32f_A24, std::tan, 2.0},     {"Sinh", ippsSinh_32f_A24, std::sinh, 2.0},

@@ -5,13 +5,19 @@
  * names of a function run one kernel and give the same bits, all of the A24 class.
  *
  * Accuracy, measured against the double-precision C library over the whole domain (see
- * tools/vecmath_accuracy.cpp): at most 1 ulp for Ln, Log10, Exp, Sin, Cos and Atan, at
- * most 2 ulps for Tan, Sinh, Cosh and Tanh.
+ * tools/vecmath_accuracy.cpp): at most 1 ulp for Log10, Exp, Sin, Cos and Atan, at most
+ * 1.5 ulps for Ln, at most 2 ulps for Tan, Sinh, Cosh and Tanh. Near 1, Ln adds its
+ * parts in one fixed order, (polynomial + small parts) + (exact high part + remainder of
+ * the reduction), the same in every lane and build; just below 1, where the result
+ * crosses powers of two, that order costs up to half an ulp more than the others would.
  *
  * Arrays may be unaligned; src may equal dst (other overlaps are not allowed). Nothing
  * outside the len elements is read or written. Each call masks the floating-point
- * exceptions while it runs and restores the caller's MXCSR: no trap fires, and the
- * caller's exception flags come back as they were.
+ * exceptions while it runs, so no trap fires. On return: if the caller had left any
+ * exception unmasked, its MXCSR comes back exactly as it was; if all six were already
+ * masked, the five flags invalid, denormal, divide-by-zero, overflow and underflow are
+ * cleared (the caller's own sticky flags among them too) and only the precision flag is
+ * left. Test the returned status, not the flags, for what a call met.
  *
  * Status: -8 for a null pointer, -6 for len below 1, checked before anything is touched;
  * Ln, Log10, Exp, Atan and Tanh check the pointers (dst first) before the length, the

@@ -4,7 +4,8 @@
 // exactly what the envelope followers see.
 //
 //===----------------------------------------------------------------------===//
-#include "TransientDetectorProbe.h"
+#include "tests/support/Signals.h"
+#include "tests/support/TransientDetectorProbe.h"
 
 #include "engine/core/dsp/NaturalLog.h"
 
@@ -14,22 +15,14 @@
 #include <cstdint>
 #include <vector>
 
+using testsignals::Lcg;
+
 namespace {
 
 constexpr float Rate = 44100.0f;
 constexpr unsigned int Block = 65536;
 
 long frameOf(const Vamp::RealTime &t) { return Vamp::RealTime::realTime2Frame(t, 44100); }
-
-// The same noise on every platform: a 32-bit linear congruential generator, high bits
-// taken as a value in [-1, 1).
-struct Lcg {
-  uint32_t state;
-  float next() {
-    state = state * 1664525u + 1013904223u;
-    return static_cast<float>(static_cast<int32_t>(state)) * (1.0f / 2147483648.0f);
-  }
-};
 
 // A burst of uniform noise starting at `start`, the same signal on the four read bands:
 // amplitude 0.5, decaying by e every `tau` samples, noise from an Lcg seeded with `seed`.
@@ -43,16 +36,21 @@ void addBurst(TransientDetectorProbe &probe, unsigned int start, double tau, uin
 }
 
 struct Detector {
-  TransientDetector plugin{Rate};
+  TransientDetector plugin;
   TransientDetectorProbe probe{plugin};
-  explicit Detector(size_t step = Block, size_t block = Block) {
+  explicit Detector(size_t step = Block, size_t block = Block, float rate = Rate) : plugin(rate) {
     EXPECT_TRUE(plugin.initialise(1, step, block));
   }
+  std::vector<Vamp::Plugin::Feature> analyse(Vamp::RealTime t) { return probe.analyse(t)[0]; }
   std::vector<Vamp::Plugin::Feature> analyse(double seconds = 0.0) {
-    return probe.analyse(Vamp::RealTime::fromSeconds(seconds))[0];
+    return analyse(Vamp::RealTime::fromSeconds(seconds));
   }
   float z(unsigned int hop) const {
     const auto &r = probe.zHistory();
+    return r.buffer()[hop & r.mask()];
+  }
+  float y(unsigned int hop) const {
+    const auto &r = probe.yHistory();
     return r.buffer()[hop & r.mask()];
   }
   // The hop of the greatest z in [from, to).
@@ -183,8 +181,16 @@ TEST(DecisionCore, ThresholdAndFloorParameters) {
   // A burst of 0.005 rises by about 0.58, one of 0.01 by about 1.08.
   const float weak = valueWith(0.0f, -60.0f, 0.005f);
   EXPECT_NEAR(weak, 0.578f, 0.01f);
-  EXPECT_EQ(valueWith(weak * 100.0f * 0.98f, -60.0f, 0.005f), weak);
-  EXPECT_LT(valueWith(weak * 100.0f * 1.02f, -60.0f, 0.005f), 0.0f);
+  // The rise must lie strictly above the threshold: at a threshold that equals it, in
+  // the float product of percent and scale, there is no feature.
+  float equal = weak * 100.0f;
+  while (equal * 0x1.47ae14p-7f < weak)
+    equal = std::nextafter(equal, 1000.0f);
+  while (equal * 0x1.47ae14p-7f > weak)
+    equal = std::nextafter(equal, 0.0f);
+  ASSERT_EQ(equal * 0x1.47ae14p-7f, weak);
+  EXPECT_LT(valueWith(equal, -60.0f, 0.005f), 0.0f);
+  EXPECT_EQ(valueWith(std::nextafter(equal, 0.0f), -60.0f, 0.005f), weak);
   EXPECT_LT(valueWith(100.0f, -60.0f, 0.005f), 0.0f);
   EXPECT_GT(valueWith(100.0f, -60.0f, 0.01f), 1.0f);
   // Too shallow for the slope test, whatever the threshold.
@@ -214,15 +220,96 @@ TEST(DecisionCore, StepBelowTheBlockWalksOnlyTheStep) {
   EXPECT_EQ(odd.probe.zHistory().writeIndex(), 1025u);
 }
 
-// Only transients strictly later than the last one reported come out: a second pass over
-// the same bands reports nothing, and after moving the block on in time it reports again.
-TEST(DecisionCore, StrictlyIncreasingTimes) {
+// Only transients strictly later than the last one reported come out. Two detectors in
+// the same state, over bands with a burst in a low noise (which keeps the curves from
+// going flat), run a second pass: dated as the first, it reports nothing; dated 30 s
+// later, it reports the burst again.
+TEST(DecisionCore, StrictlyLaterThanTheLastTransient) {
+  Detector same, moved;
+  for (Detector *d : {&same, &moved}) {
+    Lcg noise{3};
+    for (unsigned int n = 0; n < Block; ++n)
+      for (unsigned int b = 0; b < 4; ++b)
+        d->probe.band(b)[n] = 0.003f * noise.next();
+    addBurst(d->probe, 40000, 1000.0, 4);
+    ASSERT_EQ(d->analyse().size(), 1u);
+  }
+  EXPECT_TRUE(same.analyse().empty());
+  const auto later = moved.analyse(30.0);
+  ASSERT_EQ(later.size(), 1u);
+  EXPECT_GT(frameOf(later[0].timestamp), 30 * 44100 + 39000);
+}
+
+// A maximum must stand strictly above both neighbours: this burst (found by search) leaves
+// two equal floats at the top of the slow curve, so it rises by about 1.05 and yet gives
+// no feature.
+TEST(DecisionCore, FlatTopOfARealRiseGivesNothing) {
   Detector d;
-  addBurst(d.probe, 40000, 1000.0, 4);
-  ASSERT_EQ(d.analyse().size(), 1u);
+  Lcg noise{10};
+  float amplitude = 0.01f;
+  for (unsigned int n = 8000; n < Block; ++n) {
+    const float v = amplitude * noise.next();
+    amplitude *= testsignals::Decay1000;
+    for (unsigned int b = 0; b < 4; ++b)
+      d.probe.band(b)[n] = v;
+  }
   EXPECT_TRUE(d.analyse().empty());
-  const auto later = d.analyse(30.0);
-  // The curves carry on from the pass before, so the burst rises from a settled history.
-  for (const auto &f : later)
-    EXPECT_GT(frameOf(f.timestamp), 39928);
+  const unsigned int top = d.zPeak(2003, 4000);
+  EXPECT_EQ(d.z(top), d.z(top + 1));
+  EXPECT_GT(d.z(top), 1.0f);
+}
+
+// The rise is measured from the delayed quick curve d at the last strict minimum of the
+// slow curve, not from the slow curve's own level there: with z's minimum detected at hop
+// M and its maximum at hop P, the value is y[P - 100] - y[M - 100].
+TEST(DecisionCore, RiseCountsFromTheQuickCurveAtTheMinimum) {
+  Detector d;
+  Lcg noise{9};
+  for (unsigned long long n = 8000; n < Block; ++n) {
+    const float v = 0.005f * noise.next() *
+                    static_cast<float>(std::exp(-static_cast<double>(n - 8000) / 1000.0));
+    for (unsigned int b = 0; b < 4; ++b)
+      d.probe.band(b)[n] = v;
+  }
+  const auto f = d.analyse();
+  ASSERT_EQ(f.size(), 1u);
+  const unsigned int peak = d.zPeak(2003, 4000) + 1;
+  unsigned int minimum = peak;
+  while (!(d.z(minimum - 1) < d.z(minimum) && d.z(minimum - 1) < d.z(minimum - 2)))
+    --minimum;
+  EXPECT_EQ(f[0].values[0], d.y(peak - 100) - d.y(minimum - 100));
+  EXPECT_NE(f[0].values[0], d.y(peak - 100) - d.z(minimum - 1));
+}
+
+// With a floor of 0 the followers start at 0 and the log ratio is NaN from the first hop;
+// a NaN among the neighbours counts as a minimum, so every hop restarts the attack.
+TEST(DecisionCore, NaNCurveIsAMinimumAtEveryHop) {
+  Detector d;
+  d.plugin.setParameter("NoiseFloor", -1000.0f);
+  EXPECT_TRUE(d.analyse().empty());
+  EXPECT_TRUE(std::isnan(d.z(100)));
+  EXPECT_EQ(d.probe.hopsSinceAttackStart(), 1);
+}
+
+// The decision constants count hops, not seconds: the worked burst is dated at the same
+// sample at every rate.
+TEST(DecisionCore, ConstantsCountHopsAtEveryRate) {
+  for (unsigned int rate : {8000u, 44100u, 48000u, 96000u}) {
+    Detector d(Block, Block, static_cast<float>(rate));
+    addBurst(d.probe, 40000, 1000.0, 4);
+    const auto f = d.analyse();
+    ASSERT_EQ(f.size(), 1u) << rate;
+    EXPECT_EQ(Vamp::RealTime::realTime2Frame(f[0].timestamp, rate), 39928) << rate;
+  }
+}
+
+// The last transient starts one frame before 0, so a transient dated at 0 itself is
+// reported: the start-up maximum of silence, 72 samples back from a block at frame 72.
+TEST(DecisionCore, ATransientAtTimeZeroIsReported) {
+  for (unsigned int rate : {44100u, 48000u}) {
+    Detector d(Block, Block, static_cast<float>(rate));
+    const auto f = d.analyse(Vamp::RealTime::frame2RealTime(72, rate));
+    ASSERT_EQ(f.size(), 1u) << rate;
+    EXPECT_EQ(f[0].timestamp, Vamp::RealTime(0, 0)) << rate;
+  }
 }

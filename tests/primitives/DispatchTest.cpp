@@ -340,22 +340,6 @@ TEST(Allocation, AlignedBlocksThroughTheHooks) {
   ippsFree(block);
 }
 
-// Every slot of every table holds the baseline: whatever the index, the same results.
-TEST(Dispatch, EverySlotRunsTheBaseline) {
-  const float in[5] = {0.5f, 2.0f, -1.0f, 100.0f, 1e-30f};
-  float reference[5], out[5];
-  ASSERT_EQ(ippsSin_32f_A24(in, reference, 5), ippStatusOk);
-  for (unsigned int index = 0; index < 5; ++index) {
-    ippJumpIndexForMergedLibs = index;
-    ASSERT_EQ(ippsSin_32f_A11(in, out, 5), ippStatusOk);
-    EXPECT_EQ(std::memcmp(out, reference, sizeof out), 0) << index;
-    unsigned char *p = ippsMalloc_8u(10);
-    EXPECT_NE(p, nullptr);
-    ippsFree(p);
-  }
-  ippJumpIndexForMergedLibs = 0;
-}
-
 TEST(Control, MxcsrAndX87) {
   const unsigned int saved = ps_get_ssx();
   EXPECT_EQ(ipp_clear_ssx(), saved);

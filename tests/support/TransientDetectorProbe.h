@@ -1,11 +1,11 @@
-//===- tests/plugin/TransientDetectorProbe.h - Direct access to the core ---===//
+//===- tests/support/TransientDetectorProbe.h - Direct access to the core ---===//
 //
 // Lets a test write band signals straight into the detector's band store and run the
 // decision core over them, with no filter bank in between.
 //
 //===----------------------------------------------------------------------===//
-#ifndef TESTS_PLUGIN_TRANSIENTDETECTORPROBE_H
-#define TESTS_PLUGIN_TRANSIENTDETECTORPROBE_H
+#ifndef TESTS_SUPPORT_TRANSIENTDETECTORPROBE_H
+#define TESTS_SUPPORT_TRANSIENTDETECTORPROBE_H
 
 #include "transient-detector/transient_detector.h"
 
@@ -36,6 +36,8 @@ public:
   int blocksSeen() const { return _d._blocksSeen; }
   int slotIndex() const { return _d._slotIndex; }
   float noiseFloorMagnitude() const { return _d._noiseFloorMagnitude; }
+  float attackStartLevel() const { return _d._attackStartLevel; }
+  int hopsSinceAttackStart() const { return _d._hopsSinceAttackStart; }
 
   /// Ring histories, one entry per hop since construction, at index hop & mask: the
   /// quick curve input x, the quick curve y and the slow curve z.
@@ -47,4 +49,4 @@ private:
   TransientDetector &_d;
 };
 
-#endif // TESTS_PLUGIN_TRANSIENTDETECTORPROBE_H
+#endif // TESTS_SUPPORT_TRANSIENTDETECTORPROBE_H

@@ -1,0 +1,48 @@
+//===- tests/plugin/LinkTest.cpp - A program linked to the plug-in alone ---===//
+//
+// A C++ user of the libraries needs only our headers and transient-detector.so: this
+// program links against nothing else of ours and uses each layer through it.
+//
+//===----------------------------------------------------------------------===//
+#include "engine/core/dsp/Conversions.h"
+#include "engine/core/dsp/SampleData.h"
+#include "engine/core/dsp/firFilterbank.h"
+#include "primitives/fft/fft.h"
+#include "primitives/vecmath/vecmath.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+TEST(Link, EachLayerThroughThePlugin) {
+  EXPECT_NEAR(engine::decibelToMagnitude(-20.0), 0.1, 1e-12);
+
+  const float in[3] = {1.0f, 2.0f, 0.5f};
+  float out[3];
+  ASSERT_EQ(ippsLn_32f_A24(in, out, 3), 0);
+  EXPECT_NEAR(out[1], std::log(2.0f), 1e-7f);
+
+  ippsFFTSpec_R_32f *spec = nullptr;
+  ASSERT_EQ(ippsFFTInitAlloc_R_32f(&spec, 4, ippFFTDivInverse, 0), 0);
+  std::vector<float> x(16), spectrum(16), back(16);
+  for (int i = 0; i < 16; ++i)
+    x[i] = static_cast<float>(i % 5) - 2.0f;
+  ASSERT_EQ(ippsFFTFwd_RToPack_32f(x.data(), spectrum.data(), spec, nullptr), 0);
+  ASSERT_EQ(ippsFFTInv_PackToR_32f(spectrum.data(), back.data(), spec, nullptr), 0);
+  for (int i = 0; i < 16; ++i)
+    EXPECT_NEAR(back[i], x[i], 1e-5f);
+  ippsFFTFree_R_32f(spec);
+
+  // The band split of an impulse: the bands sum to the impulse, 128 samples late.
+  engine::SampleData impulse(1024, 1, 1), bands(1024, 1, 5);
+  impulse.data(0, 0)[100] = 1.0f;
+  engine::firFilterbank bank;
+  const float cutOffs[] = {200.0f, 800.0f, 2000.0f, 5000.0f};
+  bank.init(5, 1, 257, 0, cutOffs, 44100.0f);
+  bank.filter(&impulse, &bands, nullptr, nullptr);
+  float sum = 0.0f;
+  for (unsigned int b = 0; b < 5; ++b)
+    sum += bands.data(0, b)[228];
+  EXPECT_NEAR(sum, 1.0f, 0.01f);
+}
