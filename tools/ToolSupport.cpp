@@ -66,28 +66,58 @@ bool parseNumber(const char *text, double least, double most, double &value, std
   return true;
 }
 
-bool writeThroughTemporary(const std::string &path, const std::function<bool(std::FILE *)> &write,
-                           std::string &error) {
+TemporaryFile::~TemporaryFile() { discard(); }
+
+bool TemporaryFile::open(const std::string &path, std::string &error) {
+  discard();
+  _path = path;
   const std::string temporary = path + ".part";
-  const int slot = claim(temporary);
-  std::FILE *f = std::fopen(temporary.c_str(), "wb");
-  bool ok = f != nullptr;
-  int code = errno;
-  if (ok) {
-    ok = write(f) && !std::ferror(f);
+  _slot = claim(temporary);
+  _file = std::fopen(temporary.c_str(), "wb");
+  if (!_file) {
+    error = "cannot write '" + path + "': " + std::strerror(errno);
+    release(_slot);
+    _slot = -1;
+  }
+  return _file != nullptr;
+}
+
+bool TemporaryFile::commit(bool wrote, std::string &error) {
+  const std::string temporary = _path + ".part";
+  bool ok = wrote && !std::ferror(_file);
+  int code = ok ? 0 : errno;
+  if (std::fclose(_file) != 0 && ok) {
+    ok = false;
     code = errno;
-    ok = std::fclose(f) == 0 && ok;
-    if (ok && std::rename(temporary.c_str(), path.c_str()) != 0) {
-      ok = false;
-      code = errno;
-    }
+  }
+  _file = nullptr;
+  if (ok && std::rename(temporary.c_str(), _path.c_str()) != 0) {
+    ok = false;
+    code = errno;
   }
   if (!ok) {
     std::remove(temporary.c_str());
-    error = "cannot write '" + path + "': " + std::strerror(code ? code : EIO);
+    error = "cannot write '" + _path + "': " + std::strerror(code ? code : EIO);
   }
-  release(slot);
+  release(_slot);
+  _slot = -1;
   return ok;
+}
+
+void TemporaryFile::discard() {
+  if (_file) {
+    std::fclose(_file);
+    _file = nullptr;
+    std::remove((_path + ".part").c_str());
+  }
+  release(_slot);
+  _slot = -1;
+}
+
+bool writeThroughTemporary(const std::string &path, const std::function<bool(std::FILE *)> &write,
+                           std::string &error) {
+  TemporaryFile out;
+  return out.open(path, error) && out.commit(write(out.file()), error);
 }
 
 void removeTemporariesOnSignal() {

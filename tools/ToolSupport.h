@@ -18,8 +18,40 @@ namespace tools {
 /// sets `problem` to a phrase naming the value and what is wrong with it.
 bool parseNumber(const char *text, double least, double most, double &value, std::string &problem);
 
-/// Writes `path` through `path`.part: `write` fills the open file and returns false if it
-/// could not. On failure nothing is left behind and `error` names the file and the cause.
+/// An output file under construction: open() creates `path`.part, commit() renames it to
+/// `path`. Until then the temporary is removed when the object is destroyed, when a write
+/// fails, or on SIGINT and SIGTERM. Opening early, before long work, reports an unwritable
+/// path at once. Not copyable: it owns the open file and the temporary's name.
+class TemporaryFile {
+public:
+  TemporaryFile() = default;
+  TemporaryFile(const TemporaryFile &) = delete;
+  TemporaryFile &operator=(const TemporaryFile &) = delete;
+  ~TemporaryFile();
+
+  /// Creates `path`.part for writing. On failure returns false and `error` names `path`
+  /// and the cause.
+  bool open(const std::string &path, std::string &error);
+
+  /// The open temporary; null before open() and after commit().
+  std::FILE *file() const { return _file; }
+
+  /// Closes the temporary and renames it to the path. Returns false, removing the
+  /// temporary and naming the path and the cause in `error`, if any write or the rename
+  /// failed. `wrote` is the writer's own verdict (false when it gave up half-way).
+  bool commit(bool wrote, std::string &error);
+
+private:
+  void discard();
+
+  std::string _path;
+  std::FILE *_file = nullptr;
+  int _slot = -1; // in the list the signal handler removes
+};
+
+/// Writes `path` through a TemporaryFile: `write` fills the open file and returns false
+/// if it could not. On failure nothing is left behind and `error` names the file and the
+/// cause.
 bool writeThroughTemporary(const std::string &path, const std::function<bool(std::FILE *)> &write,
                            std::string &error);
 

@@ -3,18 +3,21 @@
 
 Each output format is read back with a parser of its own kind (json, csv, the Audacity
 label layout, XML), the times are compared with what the plug-in reports through the
-standard vamp-simple-host, and batches, bad input and failed writes are checked for their
-messages, exit codes and the files they leave.
+standard vamp-simple-host, batches, bad input, failed writes and interruptions are checked
+for their messages, exit codes and the files they leave, and the README's examples are
+run as written.
 
     test_detect_transients.py BUILD_DIR
 """
 import csv
+import ctypes
 import io
 import json
 import math
 import os
 import random
 import re
+import shlex
 import signal
 import struct
 import subprocess
@@ -29,6 +32,7 @@ BUILD = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else 'build'
 TOOL = os.path.join(BUILD, 'tools', 'detect-transients')
 MAKER = os.path.join(BUILD, 'tools', 'make-example-recording')
 PLUGIN_DIR = os.path.join(BUILD, 'transient-detector')
+README = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'README.md')
 
 
 def outside_host_env(**extra):
@@ -61,6 +65,30 @@ def write_stereo(path, seconds=3.0, rate=44100):
         w.setsampwidth(2)
         w.setframerate(rate)
         w.writeframes(b''.join(frames))
+
+
+def unknown_length(path):
+    """The WAV file's bytes as a recorder streams them before it knows the length: RIFF and
+    data sizes 0xFFFFFFFF. Read from a pipe, libsndfile reports 2^31 - 1 frames for it."""
+    with open(path, 'rb') as f:
+        data = bytearray(f.read())
+    i = data.index(b'data')
+    data[4:8] = data[i + 4:i + 8] = b'\xff' * 4
+    return bytes(data)
+
+
+def write_flac(path):
+    """An example recording re-encoded as FLAC (16-bit) through libsndfile's C interface."""
+    wav_path = os.path.join(tempfile.mkdtemp(prefix='flac-'), 'pcm.wav')
+    subprocess.run([MAKER, wav_path, '--seconds', '4'], check=True, capture_output=True)
+    with wave.open(wav_path) as w:
+        frames, pcm = w.getnframes(), w.readframes(w.getnframes())
+        info = ctypes.create_string_buffer(  # SF_INFO: frames, rate, channels, format, sections, seekable
+            struct.pack('<qiiiii', 0, w.getframerate(), w.getnchannels(), 0x170002, 0, 0), 32)
+    lib = ctypes.CDLL('libsndfile.so.1')
+    lib.sf_open.restype = ctypes.c_void_p
+    sf = ctypes.c_void_p(lib.sf_open(path.encode(), 0x20, info))  # SFM_WRITE
+    assert sf and lib.sf_writef_short(sf, pcm, ctypes.c_int64(frames)) == frames and lib.sf_close(sf) == 0, path
 
 
 class DetectTransients(unittest.TestCase):
@@ -137,25 +165,42 @@ class DetectTransients(unittest.TestCase):
         self.assertNotEqual(r.returncode, 0)
         self.assertIn('stereo.wav', r.stderr)
         self.assertIn('2 channels', r.stderr)
-        # A higher threshold finds a subset; block and step sizes change little.
+        # A higher threshold finds fewer.
         strict = self.text_rows(self.drums, '--threshold', '90')
         self.assertLess(len(strict), len(self.text_rows(self.drums)))
-        small = self.text_rows(self.drums, '--block-size', '8192', '--step-size', '8192')
-        self.assertAlmostEqual(len(small), len(self.text_rows(self.drums)), delta=2)
 
-    def test_batch_order_and_failures(self):
+    def test_batch_makes_one_document(self):
+        """A batch with two bad files: the others still make one document, in input order,
+        on standard output or in the -o file; the bad ones are named and the exit status
+        is 1."""
         missing = os.path.join(self.dir, 'missing.wav')
         bad = os.path.join(self.dir, 'bad.wav')
         with open(bad, 'wb') as f:
             f.write(b'not audio at all')
-        r = run(self.drums, missing, self.other, bad, '-j', '3', '--format', 'csv')
-        self.assertEqual(r.returncode, 2)  # two failures
-        self.assertIn("cannot read '" + missing, r.stderr)
-        self.assertIn("cannot read '" + bad, r.stderr)
-        files = [row['file'] for row in csv.DictReader(io.StringIO(r.stdout))]
-        self.assertIn(self.drums, files)
-        self.assertIn(self.other, files)
-        self.assertLess(files.index(self.drums), files.index(self.other))  # input order
+        files_in = {'csv': lambda doc: [row['file'] for row in csv.DictReader(io.StringIO(doc))],
+                    'json': lambda doc: [obj['file'] for obj in json.loads(doc)],
+                    'text': lambda doc: [l[2:] for l in doc.splitlines() if l.startswith('# ')]}
+        for fmt, read_files in files_in.items():
+            out = os.path.join(self.dir, 'batch.' + fmt)
+            for to_file in (False, True):
+                r = run(self.drums, missing, self.other, bad, '-j', '3', '--format', fmt,
+                        *(['-o', out] if to_file else []))
+                self.assertEqual(r.returncode, 1, (fmt, to_file))
+                self.assertIn("cannot read '" + missing, r.stderr)
+                self.assertIn("cannot read '" + bad, r.stderr)
+                if to_file:
+                    self.assertEqual(r.stdout, '')
+                    with open(out) as f:
+                        doc = f.read()
+                else:
+                    doc = r.stdout
+                self.assertEqual(list(dict.fromkeys(read_files(doc))), [self.drums, self.other], fmt)
+        # Nothing analysed: no document, no file.
+        nothing = os.path.join(self.dir, 'nothing.json')
+        r = run(missing, bad, '--format', 'json', '-o', nothing)
+        self.assertEqual(r.returncode, 1)
+        self.assertFalse(os.path.exists(nothing))
+        self.assertFalse(os.path.exists(nothing + '.part'))
         empty = os.path.join(self.dir, 'empty.wav')
         with wave.open(empty, 'wb') as w:
             w.setnchannels(1)
@@ -163,49 +208,117 @@ class DetectTransients(unittest.TestCase):
             w.setframerate(44100)
         r = run(empty)
         self.assertEqual(r.returncode, 1)
-        self.assertIn('empty.wav', r.stderr)
+        self.assertIn("'" + empty + "' holds no audio", r.stderr)
+        with open('/dev/full', 'w') as full:
+            r = subprocess.run([TOOL, self.drums], stdout=full, stderr=subprocess.PIPE, text=True, timeout=120)
+        self.assertEqual(r.returncode, 1)
+        self.assertIn('cannot write standard output', r.stderr)
 
     def test_option_errors(self):
+        out = os.path.join(self.dir, 'refused.txt')
         for args, words in ((['--threshold', '101'], '--threshold'),
                             (['--noise-floor', 'loud'], 'not a number'),
                             (['--block-size', '0'], 'out of range'),
                             (['--step-size', '70000'], 'larger than the block size'),
                             (['--format', 'xml'], "'xml'"),
                             (['--bogus'], "'--bogus'"),
+                            ([self.other, '--plot', 'x.svg'], '--plot draws one file'),
+                            ([self.other, '--format', 'labels', '-o', out], 'use --format csv or --format json'),
+                            ([self.other, '--format', 'sv'], 'use --format csv or --format json'),
                             ([], 'no input file')):
             r = run(*(args + ([self.drums] if args else [])))
             self.assertEqual(r.returncode, 2, args)
             self.assertIn(words, r.stderr, args)
             self.assertEqual(r.stdout, '')
+        self.assertFalse(os.path.exists(out))
 
-    def test_output_and_plot_files(self):
-        out = os.path.join(self.dir, 'out.json')
-        svg = os.path.join(self.dir, 'plot.svg')
-        r = run(self.drums, '--format', 'json', '-o', out, '--plot', svg)
-        self.assertEqual(r.returncode, 0, r.stderr)
-        self.assertEqual(r.stdout, '')
-        with open(out) as f:
-            self.assertGreater(len(json.load(f)['transients']), 10)
-        plot = ET.parse(svg).getroot()
-        self.assertTrue(plot.tag.endswith('svg'))
-        self.assertGreater(len(plot.findall('{http://www.w3.org/2000/svg}circle')), 10)
+    def test_failed_and_interrupted_writes(self):
         # A failing write leaves neither the file nor its temporary.
         target = os.path.join(self.dir, 'no', 'such', 'dir', 'out.txt')
         r = run(self.drums, '-o', target)
         self.assertEqual(r.returncode, 1)
         self.assertIn(target, r.stderr)
         self.assertFalse(os.path.exists(target))
-        # An interrupted run leaves nothing behind either.
-        long_file = os.path.join(self.dir, 'long.wav')
-        subprocess.run([MAKER, long_file, '--seconds', '600'], check=True, capture_output=True)
+        # Interrupted half-way through a stream that has not ended, the run leaves nothing
+        # behind: the outputs' temporaries, open from the start, are removed.
         partial = os.path.join(self.dir, 'interrupted.txt')
-        p = subprocess.Popen([TOOL, long_file, '-o', partial, '--plot', partial + '.svg'])
-        time.sleep(0.3)
+        p = subprocess.Popen([TOOL, '-', '-o', partial, '--plot', partial + '.svg'], stdin=subprocess.PIPE)
+        p.stdin.write(unknown_length(self.drums)[:100000])
+        p.stdin.flush()
+        temporaries = (partial + '.part', partial + '.svg.part')
+        deadline = time.monotonic() + 60
+        while not all(map(os.path.exists, temporaries)) and time.monotonic() < deadline:
+            time.sleep(0.01)
+        self.assertTrue(all(map(os.path.exists, temporaries)))
         p.send_signal(signal.SIGTERM)
-        p.wait(timeout=60)
-        self.assertFalse(os.path.exists(partial))
-        self.assertFalse(os.path.exists(partial + '.part'))
-        self.assertFalse(os.path.exists(partial + '.svg'))
+        self.assertEqual(p.wait(timeout=60), -signal.SIGTERM)
+        p.stdin.close()
+        for path in (partial, partial + '.svg') + temporaries:
+            self.assertFalse(os.path.exists(path), path)
+
+    def test_stream_of_unknown_length(self):
+        """Piped in with its length left open in the header, a recording is analysed to its
+        real end: the same transients and the same plot, waveform and markers over the
+        whole width, as from the file."""
+        svg = {}
+        for name, args, stream in (('file', [self.drums], None), ('pipe', ['-'], unknown_length(self.drums))):
+            svg[name] = os.path.join(self.dir, name + '.svg')
+            r = subprocess.run([TOOL, *args, '--plot', svg[name]], input=stream, capture_output=True,
+                               timeout=120)
+            self.assertEqual(r.returncode, 0, r.stderr)
+            with open(svg[name]) as f:
+                svg[name] = (r.stdout, f.read().replace(self.drums + ':', '-:'))  # the title names the input
+        self.assertEqual(svg['pipe'], svg['file'])
+
+
+class ReadmeExamples(unittest.TestCase):
+    def test_examples_run_as_written(self):
+        """Every detect-transients command in the README's examples, run by the shell as
+        written in a folder that holds the recordings it names; its outputs must parse."""
+        with open(README) as f:
+            blocks = re.findall(r'^```sh\n(.*?)^```', f.read(), re.S | re.M)
+        lines = [l for b in blocks for l in b.splitlines() if l.startswith('detect-transients ')]
+        self.assertTrue(lines)
+        work = tempfile.mkdtemp(prefix='readme-')
+        words = {line: shlex.split(line, comments=True) for line in lines}
+        for name in {w for ws in words.values() for w in ws if re.fullmatch(r'[\w-]+\.(wav|flac)', w)}:
+            path = os.path.join(work, name)
+            if name.startswith('stereo'):
+                write_stereo(path)
+            elif name.endswith('.flac'):
+                write_flac(path)
+            else:
+                subprocess.run([MAKER, path, '--seconds', '4'], check=True, capture_output=True)
+        env = dict(os.environ, PATH=os.path.dirname(TOOL) + os.pathsep + os.environ['PATH'])
+        for line in lines:
+            with self.subTest(line):
+                r = subprocess.run(['bash', '-c', line], cwd=work, env=env, capture_output=True, text=True,
+                                   timeout=120)
+                self.assertEqual(r.returncode, 0, r.stderr)
+                ws = words[line]
+                outputs = [ws[i + 1] for i, w in enumerate(ws) if w in ('-o', '--plot')]
+                for name in outputs:
+                    with open(os.path.join(work, name)) as f:
+                        self.assertGreater(len(transients_in(name, f.read())), 0, name)
+                if not outputs:
+                    self.assertGreater(len(transients_in('-', r.stdout)), 0)
+        self.assertEqual([n for n in os.listdir(work) if n.endswith('.part')], [])
+
+
+def transients_in(name, doc):
+    """The transients of one of the tool's outputs, parsed as its file name's extension
+    says (csv, an Audacity label track in .txt, a Sonic Visualiser layer, an SVG plot);
+    others as the plain text of standard output."""
+    ext = os.path.splitext(name)[1]
+    if ext == '.csv':
+        return [float(row['time']) for row in csv.DictReader(io.StringIO(doc))]
+    if ext == '.svl':
+        return [int(p.get('frame')) for p in ET.fromstring(doc).iter('point')]
+    if ext == '.svg':
+        return [float(c.get('cx')) for c in ET.fromstring(doc).iter('{http://www.w3.org/2000/svg}circle')]
+    rows = [[float(v) for v in l.split('\t')] for l in doc.splitlines() if not l.startswith('# ')]
+    assert all(len(row) == 3 for row in rows), name
+    return rows
 
 
 class Install(unittest.TestCase):
