@@ -304,6 +304,30 @@ class ReadmeExamples(unittest.TestCase):
                     self.assertGreater(len(transients_in('-', r.stdout)), 0)
         self.assertEqual([n for n in os.listdir(work) if n.endswith('.part')], [])
 
+    def test_host_examples_run_as_written(self):
+        """The vamp-simple-host commands of the README, from a folder whose build/ is ours."""
+        with open(README) as f:
+            text = f.read().replace('\\\n', ' ')
+        blocks = re.findall(r'^```sh\n(.*?)^```', text, re.S | re.M)
+        lines = [l for b in blocks for l in b.splitlines() if ' vamp-simple-host ' in l]
+        self.assertEqual(len(lines), 3)
+        work = tempfile.mkdtemp(prefix='readme-hosts-')
+        os.symlink(BUILD, os.path.join(work, 'build'))
+        subprocess.run([MAKER, os.path.join(work, 'recording.wav'), '--seconds', '4'], check=True,
+                       capture_output=True)
+        for line in lines:
+            with self.subTest(line):
+                r = subprocess.run(['bash', '-c', line], cwd=work, env=outside_host_env(),
+                                   capture_output=True, text=True, timeout=120)
+                self.assertEqual(r.returncode, 0, r.stderr)
+                # The comment quotes the form of the result lines.
+                shown = re.search(r'"(.*?)"', line)
+                if shown is None:
+                    self.assertIn('Transient Detector, "TransientDetector"', r.stdout)
+                    continue
+                pattern = re.sub(r'\d+(\.\d+)?', r'\\d+(\\.\\d+)?', shown.group(1))
+                self.assertTrue(re.search('^' + pattern + r' *$', r.stdout, re.M), r.stdout[:300])
+
 
 def transients_in(name, doc):
     """The transients of one of the tool's outputs, parsed as its file name's extension
