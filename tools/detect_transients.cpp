@@ -183,15 +183,29 @@ void progress(const std::string &file, double fraction, bool show) {
 
 // The file is read until its end, whatever frame count its header gives: a stream's
 // header may not know its length (libsndfile then reports the largest count).
+// The host SDK's loader keeps its libraries in shared tables, and libsndfile reports a
+// failed open through one global: the workers take turns at both.
+std::mutex libraryLock;
+struct DeleteUnderLock {
+  void operator()(Vamp::Plugin *p) const {
+    std::lock_guard<std::mutex> guard(libraryLock);
+    delete p;
+  }
+};
+
 Result analyse(const std::string &file, const Options &o, bool showProgress) {
   Result r;
   r.transients.file = file;
   SF_INFO info{};
-  SNDFILE *sf = sf_open(file.c_str(), SFM_READ, &info);
-  if (!sf) {
-    r.error = "cannot read '" + file + "': " + sf_strerror(nullptr);
-    return r;
+  SNDFILE *sf;
+  {
+    std::lock_guard<std::mutex> guard(libraryLock);
+    sf = sf_open(file.c_str(), SFM_READ, &info);
+    if (!sf)
+      r.error = "cannot read '" + file + "': " + sf_strerror(nullptr);
   }
+  if (!sf)
+    return r;
   std::unique_ptr<SNDFILE, int (*)(SNDFILE *)> closer(sf, sf_close);
   if (o.channel > info.channels) {
     r.error = "--channel " + std::to_string(o.channel) + ": '" + file + "' has " +
@@ -200,8 +214,12 @@ Result analyse(const std::string &file, const Options &o, bool showProgress) {
   }
   r.transients.sampleRate = info.samplerate;
 
-  auto *loader = Vamp::HostExt::PluginLoader::getInstance();
-  std::unique_ptr<Vamp::Plugin> plugin(loader->loadPlugin(Key, static_cast<float>(info.samplerate), 0));
+  std::unique_ptr<Vamp::Plugin, DeleteUnderLock> plugin;
+  {
+    std::lock_guard<std::mutex> guard(libraryLock);
+    plugin.reset(Vamp::HostExt::PluginLoader::getInstance()->loadPlugin(
+        Key, static_cast<float>(info.samplerate), 0));
+  }
   if (!plugin) {
     r.error = std::string("cannot load the plug-in ") + Key + " from " + getenv("VAMP_PATH");
     return r;
