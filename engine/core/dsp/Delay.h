@@ -7,6 +7,7 @@
 // Latency: exactly `delayTime()` frames, read before the write, so a delay of 0 (or of
 // the ring's length) gives the frame written one full ring ago. Gain 1.
 // It can be told to output silence for a number of frames while it keeps storing.
+// Whole AudioBuffers go through process(); single samples through tick().
 //
 // The ring is never cleared after construction; its contents are state.
 // A delay belongs to one thread.
@@ -15,7 +16,11 @@
 #ifndef ENGINE_CORE_DSP_DELAY_H
 #define ENGINE_CORE_DSP_DELAY_H
 
+#include <cstdint>
+
 namespace engine {
+
+class AudioBuffer;
 
 class SampleDelay {
 public:
@@ -48,6 +53,16 @@ public:
     return result;
   }
 
+  /// Delays `frames` frames of `in` into `out`, whose frames have channels() floats;
+  /// `out` ends in sample state. `in` is read through its own frame stride, so a
+  /// compressed input repeats its one frame.
+  /// Stereo blocks of an even count and mono blocks of a multiple of 4 go two or four
+  /// frames at a time when the delay is above 3 and no silence is pending. Those steps
+  /// keep the write index on a multiple of their group; mixing block sizes that break
+  /// that (or mixing with tick) after such a step loses the frames written across the
+  /// ring's end.
+  void process(const AudioBuffer &in, AudioBuffer &out, unsigned int frames);
+
   [[nodiscard]] unsigned int length() const { return _cbufLen; }
   [[nodiscard]] unsigned int mask() const { return _cbufLen - 1; }
   [[nodiscard]] unsigned int delayTime() const { return _delayTime; }
@@ -60,6 +75,10 @@ public:
   [[nodiscard]] const float *buffer() const { return _cbuf; }
 
 private:
+  template <unsigned int Channels> void processGroups(const float *in, uint32_t inStride,
+                                                      float *out, unsigned int frames);
+  void processFrames(const float *in, uint32_t inStride, float *out, unsigned int frames);
+
   float *_cbuf;
   unsigned int _cbufAlloc;
   unsigned int _cbufLen;

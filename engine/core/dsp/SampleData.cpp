@@ -1,6 +1,7 @@
 //===- engine/core/dsp/SampleData.cpp - Reference-counted block store ------===//
 #include "engine/core/dsp/SampleData.h"
 
+#include "engine/core/AudioBuffer.h"
 #include "primitives/simd/sse2.h"
 
 #include <algorithm>
@@ -105,16 +106,22 @@ void SampleData::toInterleavedBuffer(float *out, unsigned long offset, unsigned 
       out[i * _numChannels + c] = _channelData[0][c][offset + i];
 }
 
-void SampleData::fromInterleavedBuffer(const float *in) {
+void SampleData::fromInterleavedBuffer(const float *in) { fromFrames(in, _numChannels); }
+
+void SampleData::fromAudioBuffer(const AudioBuffer &in) {
+  fromFrames(in.getRawDataForReading(), in.frameStride);
+}
+
+void SampleData::fromFrames(const float *in, unsigned int frameStride) {
   if (_numStreams == 0)
     return;
-  if (_numChannels == 1) {
+  if (_numChannels == 1 && frameStride == 1) {
     std::memcpy(_channelData[0][0], in, static_cast<std::size_t>(_length) * sizeof(float));
     return;
   }
   for (unsigned long long i = 0; i < _length; ++i)
     for (unsigned int c = 0; c < _numChannels; ++c)
-      _channelData[0][c][i] = in[i * _numChannels + c];
+      _channelData[0][c][i] = in[i * frameStride + c];
 }
 
 } // namespace engine

@@ -26,6 +26,8 @@
 
 namespace engine {
 
+class AudioBuffer;
+
 class SampleData {
 public:
   static constexpr unsigned int MaxStreams = 12;
@@ -78,6 +80,10 @@ public:
   void toInterleavedBuffer(float *out, unsigned long offset, unsigned long count) const;
   /// Channel c of stream 0 at i = in[i * numChannels + c], for all `length()` samples.
   void fromInterleavedBuffer(const float *in);
+  /// The same from an AudioBuffer, read through its frame stride: channel c at i =
+  /// sample i * frameStride + c, so a compressed buffer fills each channel with its
+  /// constant. The buffer must hold `length()` frames of numChannels() channels.
+  void fromAudioBuffer(const AudioBuffer &in);
 
   /// The count of SampleDataPtr holders, for those holders only.
   std::atomic<int32_t> &refCount() { return _refCount; }
@@ -86,6 +92,8 @@ public:
   [[nodiscard]] static unsigned long long channelAreaBytes(unsigned long long length);
 
 private:
+  void fromFrames(const float *in, unsigned int frameStride);
+
   unsigned long long _length;
   unsigned int _numChannels;
   unsigned int _numStreams;
