@@ -7,6 +7,7 @@
 //
 //===----------------------------------------------------------------------===//
 #include "RatioReporter.h"
+#include "tests/support/Signals.h"
 
 #include <vamp-hostsdk/PluginLoader.h>
 
@@ -50,7 +51,6 @@ void run(benchmark::State &state, const std::string &key) {
   const size_t block = plugin->getPreferredBlockSize() ? plugin->getPreferredBlockSize() : 1024;
   const size_t step = plugin->getPreferredStepSize() ? plugin->getPreferredStepSize() : block;
   const std::vector<float> &s = audio();
-  std::vector<float> buffer(block);
   size_t features = 0;
   for (auto _ : state) {
     plugin->reset();
@@ -58,16 +58,8 @@ void run(benchmark::State &state, const std::string &key) {
       state.SkipWithError("initialise failed");
       return;
     }
-    for (size_t pos = 0; pos < s.size(); pos += step) {
-      for (size_t i = 0; i < block; ++i)
-        buffer[i] = pos + i < s.size() ? s[pos + i] : 0.0f;
-      const float *channels[] = {buffer.data()};
-      const auto fs = plugin->process(
-          channels, Vamp::RealTime::frame2RealTime(static_cast<long>(pos), static_cast<unsigned>(Rate)));
-      for (const auto &[output, list] : fs)
-        features += list.size();
-    }
-    features += plugin->getRemainingFeatures()[0].size();
+    features += testsignals::runBlocks(*plugin, s, block, step, 0,
+                                       static_cast<unsigned>(Rate)).size();
   }
   benchmark::DoNotOptimize(features);
   state.counters["x_realtime"] = benchmark::Counter(
