@@ -18,6 +18,7 @@
 #include <dlfcn.h>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using Vamp::Plugin;
@@ -55,11 +56,11 @@ TEST(Host, FindsAndDescribesThePlugin) {
 
   auto p = load();
   ASSERT_TRUE(p);
-  EXPECT_EQ(p->getIdentifier(), "TransientDetector");
-  EXPECT_EQ(p->getName(), "Transient Detector");
-  EXPECT_EQ(p->getDescription(), "Detect transients");
-  EXPECT_EQ(p->getMaker(), "Kesmor GmbH");
-  EXPECT_EQ(p->getCopyright(), "2013 Kesmor GmbH");
+  EXPECT_EQ(std::make_tuple(p->getIdentifier(), p->getName(), p->getDescription(), p->getMaker(),
+                            p->getCopyright()),
+            std::make_tuple(std::string("TransientDetector"), std::string("Transient Detector"),
+                            std::string("Detect transients"), std::string("Kesmor GmbH"),
+                            std::string("2013 Kesmor GmbH")));
   EXPECT_EQ(p->getPluginVersion(), 2);
   EXPECT_EQ(p->getVampApiVersion(), 2u);
   EXPECT_EQ(p->getType(), "Feature Extraction Plugin");
@@ -71,49 +72,38 @@ TEST(Host, FindsAndDescribesThePlugin) {
   EXPECT_TRUE(p->getPrograms().empty());
   EXPECT_EQ(p->getCurrentProgram(), "");
 
+  struct Param {
+    const char *identifier, *name, *description, *unit;
+    float min, max, defaultValue;
+  } const want[] = {{"RaiseThreshold", "Attack Threshold", "", "%", 0.0f, 100.0f, 12.0f},
+                    {"NoiseFloor", "Noise Floor",
+                     "Level in decibels required for an onset to be considered as detected.", "dB",
+                     -100.0f, -20.0f, -60.0f}};
   const auto params = p->getParameterDescriptors();
   ASSERT_EQ(params.size(), 2u);
-  EXPECT_EQ(params[0].identifier, "RaiseThreshold");
-  EXPECT_EQ(params[0].name, "Attack Threshold");
-  EXPECT_EQ(params[0].description, "");
-  EXPECT_EQ(params[0].unit, "%");
-  EXPECT_EQ(params[0].minValue, 0.0f);
-  EXPECT_EQ(params[0].maxValue, 100.0f);
-  EXPECT_EQ(params[0].defaultValue, 12.0f);
-  EXPECT_FALSE(params[0].isQuantized);
-  EXPECT_EQ(params[1].identifier, "NoiseFloor");
-  EXPECT_EQ(params[1].name, "Noise Floor");
-  EXPECT_EQ(params[1].description,
-            "Level in decibels required for an onset to be considered as detected.");
-  EXPECT_EQ(params[1].unit, "dB");
-  EXPECT_EQ(params[1].minValue, -100.0f);
-  EXPECT_EQ(params[1].maxValue, -20.0f);
-  EXPECT_EQ(params[1].defaultValue, -60.0f);
-  EXPECT_FALSE(params[1].isQuantized);
-  for (const auto &d : params) {
+  for (int i = 0; i < 2; ++i) {
+    const auto &d = params[static_cast<std::size_t>(i)];
+    const Param &w = want[i];
+    EXPECT_EQ(std::tie(d.identifier, d.name, d.description, d.unit),
+              std::make_tuple(std::string(w.identifier), std::string(w.name),
+                              std::string(w.description), std::string(w.unit)));
+    EXPECT_EQ(std::make_tuple(d.minValue, d.maxValue, d.defaultValue, d.isQuantized, d.quantizeStep),
+              std::make_tuple(w.min, w.max, w.defaultValue, false, 0.0f));
     EXPECT_TRUE(d.valueNames.empty());
-    EXPECT_EQ(d.quantizeStep, 0.0f);
   }
 
   const auto outputs = p->getOutputDescriptors();
   ASSERT_EQ(outputs.size(), 1u);
   const auto &o = outputs[0];
-  EXPECT_EQ(o.identifier, "transients");
-  EXPECT_EQ(o.name, "Transients");
-  EXPECT_EQ(o.description, "The locations of transients");
-  EXPECT_EQ(o.unit, "");
-  EXPECT_TRUE(o.hasFixedBinCount);
-  EXPECT_EQ(o.binCount, 1u);
+  EXPECT_EQ(std::tie(o.identifier, o.name, o.description, o.unit),
+            std::make_tuple(std::string("transients"), std::string("Transients"),
+                            std::string("The locations of transients"), std::string()));
+  EXPECT_EQ(std::make_tuple(o.hasFixedBinCount, o.binCount, o.hasKnownExtents, o.minValue, o.maxValue,
+                            o.isQuantized, o.quantizeStep, o.sampleRate, o.hasDuration),
+            std::make_tuple(true, 1u, false, 0.0f, 2.0f, false, 0.0f, 44100.0f, false));
+  EXPECT_EQ(o.sampleType, Plugin::OutputDescriptor::VariableSampleRate);
   for (const auto &n : o.binNames) // a host may fill in the one bin's name as empty
     EXPECT_EQ(n, "");
-  EXPECT_FALSE(o.hasKnownExtents);
-  EXPECT_EQ(o.minValue, 0.0f);
-  EXPECT_EQ(o.maxValue, 2.0f);
-  EXPECT_FALSE(o.isQuantized);
-  EXPECT_EQ(o.quantizeStep, 0.0f);
-  EXPECT_EQ(o.sampleType, Plugin::OutputDescriptor::VariableSampleRate);
-  EXPECT_EQ(o.sampleRate, 44100.0f);
-  EXPECT_FALSE(o.hasDuration);
   EXPECT_EQ(load(96000.0f)->getOutputDescriptors()[0].sampleRate, 96000.0f);
 }
 

@@ -151,29 +151,6 @@ TEST(RealFft, LayoutsOfWorkedCases) {
     EXPECT_EQ(a[1], -2.0f);
     EXPECT_EQ(std::memcmp(a, b, sizeof a), 0);
   }
-  for (int order : {3, 6, 12}) { // an alternating signal is all Nyquist
-    const std::size_t n = std::size_t{1} << order;
-    Spec s(order, ippFFTDivInverse);
-    std::vector<float> x(n), p(n), k(n);
-    for (std::size_t i = 0; i < n; ++i)
-      x[i] = i % 2 ? -1.0f : 1.0f;
-    ippsFFTFwd_RToPerm_32f(x.data(), p.data(), s.spec, nullptr);
-    ippsFFTFwd_RToPack_32f(x.data(), k.data(), s.spec, nullptr);
-    EXPECT_EQ(p[1], static_cast<float>(n));
-    EXPECT_EQ(k[n - 1], static_cast<float>(n));
-    EXPECT_NEAR(p[0], 0.0f, 1e-4f);
-  }
-  // A unit impulse at 0 transforms to all ones at every order that reaches the complex
-  // core's tiers.
-  for (int order : {6, 7, 12, 13, 14, 22, 24}) {
-    const std::size_t n = std::size_t{1} << order;
-    Spec s(order, ippFFTDivInverse);
-    std::vector<float> x(n, 0.0f), y(n);
-    x[0] = 1.0f;
-    ippsFFTFwd_RToPerm_32f(x.data(), y.data(), s.spec, s.work());
-    for (std::size_t i = 0; i < n; ++i)
-      ASSERT_NEAR(y[i], i < 2 || i % 2 == 0 ? 1.0f : 0.0f, 1e-6f) << order << " " << i;
-  }
 }
 
 TEST(RealFft, Scaling) {
