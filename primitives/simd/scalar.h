@@ -8,6 +8,7 @@
 #ifndef PRIMITIVES_SIMD_SCALAR_H
 #define PRIMITIVES_SIMD_SCALAR_H
 
+#include <math.h>
 #include <stdint.h>
 #include <string.h>
 
@@ -67,6 +68,43 @@ static inline vfloat vsel_vf_vm_vf_vf(vmask m, vfloat x, vfloat y) {
   for (int i = 0; i < 4; ++i) r.f[i] = m.u[i] ? x.f[i] : y.f[i];
   return r;
 }
+
+/* Estimates as exact quotients, roots, integer conversions. */
+
+typedef struct { int32_t i[4]; } vint;
+
+#define VSCALAR_UNARY(name, expr)                                                       \
+  static inline vfloat name(vfloat x) {                                                 \
+    for (int i = 0; i < 4; ++i) { float a = x.f[i]; x.f[i] = (expr); }                 \
+    return x;                                                                           \
+  }
+VSCALAR_UNARY(vrcp_vf_vf, 1.0f / a)
+VSCALAR_UNARY(vrsqrt_vf_vf, 1.0f / sqrtf(a))
+VSCALAR_UNARY(vsqrt_vf_vf, sqrtf(a))
+#undef VSCALAR_UNARY
+static inline float vrcp_f_f(float x) { return 1.0f / x; }
+static inline float vrsqrt_f_f(float x) { return 1.0f / sqrtf(x); }
+
+/* Out of range and NaN give INT32_MIN, as the vector conversion does. */
+static inline int32_t vscalar_toint(float r) {
+  return r >= -2147483648.0f && r < 2147483648.0f ? (int32_t)r : INT32_MIN;
+}
+static inline vint vcvt_vi_vf(vfloat x) {
+  vint v;
+  for (int i = 0; i < 4; ++i) v.i[i] = vscalar_toint(nearbyintf(x.f[i]));
+  return v;
+}
+static inline vint vcvtt_vi_vf(vfloat x) {
+  vint v;
+  for (int i = 0; i < 4; ++i) v.i[i] = vscalar_toint(truncf(x.f[i]));
+  return v;
+}
+static inline vfloat vcvt_vf_vi(vint x) {
+  vfloat v;
+  for (int i = 0; i < 4; ++i) v.f[i] = (float)x.i[i];
+  return v;
+}
+static inline void vstore_v_pi_vi(int32_t *p, vint v) { memcpy(p, v.i, sizeof v.i); }
 
 #ifdef __cplusplus
 }

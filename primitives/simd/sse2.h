@@ -60,6 +60,32 @@ static inline vfloat vsel_vf_vm_vf_vf(vmask m, vfloat x, vfloat y) {
   return _mm_or_ps(_mm_and_ps(m, x), _mm_andnot_ps(m, y));
 }
 
+/* Estimates, roots, integer conversions and the rounding control. */
+
+typedef __m128i vint; /* four 32-bit integers */
+
+/* The processor's reciprocal and reciprocal square root estimates: relative error at most
+ * 1.5 * 2^-12, last bits differ between processor vendors. The _f_f forms take lane 0. */
+static inline vfloat vrcp_vf_vf(vfloat x) { return _mm_rcp_ps(x); }
+static inline vfloat vrsqrt_vf_vf(vfloat x) { return _mm_rsqrt_ps(x); }
+static inline float vrcp_f_f(float x) { return _mm_cvtss_f32(_mm_rcp_ss(_mm_set_ss(x))); }
+static inline float vrsqrt_f_f(float x) { return _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(x))); }
+static inline vfloat vsqrt_vf_vf(vfloat x) { return _mm_sqrt_ps(x); }
+
+/* To integers in the current rounding mode (vcvt) or towards zero (vcvtt); lanes outside
+ * the 32-bit range and NaN give INT32_MIN. */
+static inline vint vcvt_vi_vf(vfloat x) { return _mm_cvtps_epi32(x); }
+static inline vint vcvtt_vi_vf(vfloat x) { return _mm_cvttps_epi32(x); }
+static inline vfloat vcvt_vf_vi(vint x) { return _mm_cvtepi32_ps(x); }
+static inline void vstore_v_pi_vi(int32_t *p, vint v) { _mm_store_si128((__m128i *)p, v); }
+
+/* The floating-point control and status word; bits 13-14 are the rounding control. */
+#define VCSR_ROUND_MASK 0x6000u
+#define VCSR_ROUND_DOWN 0x2000u
+#define VCSR_ROUND_UP 0x4000u
+static inline unsigned int vgetcsr_u(void) { return _mm_getcsr(); }
+static inline void vsetcsr_v_u(unsigned int csr) { _mm_setcsr(csr); }
+
 #ifdef __cplusplus
 }
 #endif
