@@ -18,6 +18,8 @@
 // each step. A writer whose buffer was compressed when it was made stands for the
 // constant `compressedValue` (its stale samples are not read). The output is compressed
 // if every input was, else in sample state with stride numChannels, set even for n < 1.
+// The state is set before the walk: a writer on the buffer of a compressed reader makes
+// that reader walk the buffer's stale samples, so give such a call its own output buffer.
 //
 // Operand order is part of the contract. y = y op a on arrays, but:
 //  - sub/div(Reader a, Writer y): samples y - a, y / a; constants a - y, a / y;

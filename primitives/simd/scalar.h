@@ -106,6 +106,12 @@ static inline vfloat vcvt_vf_vi(vint x) {
 }
 static inline void vstore_v_pi_vi(int32_t *p, vint v) { memcpy(p, v.i, sizeof v.i); }
 
+static inline vfloat vunpacklo_vf_vf_vf(vfloat x, vfloat y) { return vset_vf_f_f_f_f(x.f[0], y.f[0], x.f[1], y.f[1]); }
+static inline vfloat vunpackhi_vf_vf_vf(vfloat x, vfloat y) { return vset_vf_f_f_f_f(x.f[2], y.f[2], x.f[3], y.f[3]); }
+static inline vfloat veven_vf_vf_vf(vfloat x, vfloat y) { return vset_vf_f_f_f_f(x.f[0], x.f[2], y.f[0], y.f[2]); }
+static inline vfloat vodd_vf_vf_vf(vfloat x, vfloat y) { return vset_vf_f_f_f_f(x.f[1], x.f[3], y.f[1], y.f[3]); }
+static inline int32_t vcvtt_i_f(float x) { return vscalar_toint(truncf(x)); }
+
 #ifdef __cplusplus
 }
 #endif

@@ -86,6 +86,30 @@ static inline void vstore_v_pi_vi(int32_t *p, vint v) { _mm_store_si128((__m128i
 static inline unsigned int vgetcsr_u(void) { return _mm_getcsr(); }
 static inline void vsetcsr_v_u(unsigned int csr) { _mm_setcsr(csr); }
 
+/* Interleaving, and the integer side of sample formats. */
+
+/* Lanes x0 y0 x1 y1 (lo) and x2 y2 x3 y3 (hi). */
+static inline vfloat vunpacklo_vf_vf_vf(vfloat x, vfloat y) { return _mm_unpacklo_ps(x, y); }
+static inline vfloat vunpackhi_vf_vf_vf(vfloat x, vfloat y) { return _mm_unpackhi_ps(x, y); }
+/* Lanes x0 x2 y0 y2 (even) and x1 x3 y1 y3 (odd). */
+static inline vfloat veven_vf_vf_vf(vfloat x, vfloat y) {
+  return _mm_shuffle_ps(x, y, _MM_SHUFFLE(2, 0, 2, 0));
+}
+static inline vfloat vodd_vf_vf_vf(vfloat x, vfloat y) {
+  return _mm_shuffle_ps(x, y, _MM_SHUFFLE(3, 1, 3, 1));
+}
+
+/* Sixteen bytes from or to any address. */
+static inline vint vloadu_vi_p(const void *p) { return _mm_loadu_si128((const __m128i *)p); }
+static inline void vstoreu_v_p_vi(void *p, vint v) { _mm_storeu_si128((__m128i *)p, v); }
+/* The low or high four 16-bit lanes of x, sign-extended to 32 bits. */
+static inline vint vwidenlo_vi_vs(vint x) { return _mm_srai_epi32(_mm_unpacklo_epi16(x, x), 16); }
+static inline vint vwidenhi_vi_vs(vint x) { return _mm_srai_epi32(_mm_unpackhi_epi16(x, x), 16); }
+/* Eight 32-bit lanes (x first) narrowed to 16 bits with signed saturation. */
+static inline vint vpacks_vs_vi_vi(vint x, vint y) { return _mm_packs_epi32(x, y); }
+/* Towards zero; out of range and NaN give INT32_MIN, where a C++ conversion is undefined. */
+static inline int32_t vcvtt_i_f(float x) { return _mm_cvttss_si32(_mm_set_ss(x)); }
+
 #ifdef __cplusplus
 }
 #endif

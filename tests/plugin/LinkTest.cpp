@@ -4,6 +4,8 @@
 // program links against nothing else of ours and uses each layer through it.
 //
 //===----------------------------------------------------------------------===//
+#include "engine/core/AudioBuffer.h"
+#include "engine/core/VectorKernels.h"
 #include "engine/core/dsp/Conversions.h"
 #include "engine/core/dsp/SampleData.h"
 #include "engine/core/dsp/firFilterbank.h"
@@ -13,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <vector>
 
 TEST(Link, EachLayerThroughThePlugin) {
@@ -45,4 +48,34 @@ TEST(Link, EachLayerThroughThePlugin) {
   for (unsigned int b = 0; b < 5; ++b)
     sum += bands.data(0, b)[228];
   EXPECT_NEAR(sum, 1.0f, 0.01f);
+}
+
+TEST(Link, AudioBufferKernelsAndFormatsThroughThePlugin) {
+  engine::AudioBuffer *a = engine::AudioBuffer::create(16, 1);
+  engine::AudioBuffer *b = engine::AudioBuffer::create(16, 1);
+  // Template members are called through their addresses, so that the module's copies
+  // are the ones that run, not instances made here.
+  void (engine::AudioBuffer::*compressedWrite)(const float(&)[4]) =
+      &engine::AudioBuffer::afterCompressedWrite<1>;
+  void (engine::AudioBuffer::*fullWrite)() = &engine::AudioBuffer::afterFullWrite<1>;
+  const float half[4] = {0.5f, 0.5f, 0.5f, 0.5f};
+  (a->*compressedWrite)(half);
+  engine::addc(a->reader(), 0.25f, b->writer(), 16);
+  EXPECT_TRUE(b->compressedValueEquals(0.75f));
+
+  float *x = a->getRawDataAndSetUncompressed();
+  for (int i = 0; i < 16; ++i)
+    x[i] = static_cast<float>(i) / 16.0f;
+  (a->*fullWrite)();
+  engine::AudioBuffer *c = engine::AudioBuffer::create(16, 1);
+  engine::mul(a->reader(), b->reader(), c->writer(), 16);
+  EXPECT_EQ(c->frameStride, 1u);
+  EXPECT_EQ(c->getRawDataForReading()[8], 0.375f);
+
+  short pcm[16];
+  const int identity[1] = {0};
+  c->toInterleavedInt16Data(pcm, 16, 1, identity);
+  EXPECT_EQ(pcm[8], 12288);
+  for (engine::AudioBuffer *buffer : {a, b, c})
+    std::free(buffer);
 }
