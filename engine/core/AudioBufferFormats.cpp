@@ -33,6 +33,29 @@ void gather(AudioBuffer &to, const T *source, uint32_t numFrames, uint32_t forei
                          static_cast<std::ptrdiff_t>(f * foreignChannels)]);
 }
 
+// Int16 and Int32: a buffer without channels just ends compressed; the identity map
+// converts Width samples a step (`lanes` writes y[0 .. Width - 1]) and the rest one by one,
+// any other map gathers. Both routes give the same floats.
+template <size_t Width, class T, class Lanes>
+void importIntegers(AudioBuffer &to, const T *source, uint32_t frames, uint32_t foreignChannels,
+                    const int *map, float scale, Lanes lanes) {
+  if (to.numChannels == 0 && frames != 0) {
+    to.frameStride = 0;
+    return;
+  }
+  to.frameStride = to.numChannels;
+  auto convert = [=](T x) { return static_cast<float>(x) * scale; };
+  if (!to.isIndentityChannelMap(foreignChannels, map))
+    return gather(to, source, frames, foreignChannels, map, convert);
+  const size_t count = size_t{frames} * to.numChannels;
+  float *y = to.samples();
+  size_t i = 0;
+  for (; i + Width <= count; i += Width)
+    lanes(source + i, y + i, vcast_vf_f(scale));
+  for (; i < count; ++i)
+    y[i] = convert(source[i]);
+}
+
 // The mirror image: put(element map[c] + f * foreignChannels, sample f * frameStride + c),
 // so a compressed buffer (stride 0) gives each channel's constant.
 template <class Put>
@@ -46,13 +69,19 @@ void scatter(const AudioBuffer &from, uint32_t numFrames, uint32_t foreignChanne
           x[f * stride + c]);
 }
 
-// The vector path of the integer exports: eight samples a step, read along a sample buffer
-// or from the pattern again and again; store(i, lanes 0-3, lanes 4-7) writes samples i...
-template <class Store> void eachEight(const AudioBuffer &from, size_t count, Store store) {
+// The integer exports: with the identity map and whole groups of eight frames, eight
+// samples a step, read along a sample buffer or from the pattern again and again
+// (eight(i, lanes 0-3, lanes 4-7) writes samples i...); otherwise the scatter through put.
+template <class Put, class Eight>
+void exportIntegers(const AudioBuffer &from, uint32_t frames, uint32_t foreignChannels,
+                    const int *map, Put put, Eight eight) {
+  if (frames % 8 != 0 || !from.isIndentityChannelMap(foreignChannels, map))
+    return scatter(from, frames, foreignChannels, map, put);
+  const size_t count = size_t{frames} * from.numChannels;
   const float *x = from.samples();
   const size_t step = from.frameStride == 0 ? 0 : 8;
   for (size_t i = 0; i < count; i += 8, x += step)
-    store(i, vload_vf_p(x), vload_vf_p(x + 4));
+    eight(i, vload_vf_p(x), vload_vf_p(x + 4));
 }
 
 // Both integer paths truncate; the C++ conversion is undefined out of range, so the
@@ -108,27 +137,12 @@ void AudioBuffer::fromInterleavedFloat32Data(const float *source, uint32_t frame
 
 void AudioBuffer::fromInterleavedInt16Data(const short *source, uint32_t frames,
                                            uint32_t foreignChannels, const int *map) {
-  if (numChannels == 0 && frames != 0) {
-    frameStride = 0;
-    return;
-  }
-  frameStride = numChannels;
-  const float scale = 1.0f / Int16Scale;
-  if (!isIndentityChannelMap(foreignChannels, map))
-    return gather(*this, source, frames, foreignChannels, map,
-                  [=](short x) { return static_cast<float>(x) * scale; });
-  // Same layout: eight samples a step, then the rest one by one.
-  const size_t count = size_t{frames} * numChannels;
-  float *y = samples();
-  const vfloat s = vcast_vf_f(scale);
-  size_t i = 0;
-  for (; i + 8 <= count; i += 8) {
-    const vint x = vloadu_vi_p(source + i);
-    vstore_v_p_vf(y + i, vmul_vf_vf_vf(vcvt_vf_vi(vwidenlo_vi_vs(x)), s));
-    vstore_v_p_vf(y + i + 4, vmul_vf_vf_vf(vcvt_vf_vi(vwidenhi_vi_vs(x)), s));
-  }
-  for (; i < count; ++i)
-    y[i] = static_cast<float>(source[i]) * scale;
+  importIntegers<8>(*this, source, frames, foreignChannels, map, 1.0f / Int16Scale,
+                    [](const short *x, float *y, vfloat scale) {
+                      const vint v = vloadu_vi_p(x);
+                      vstore_v_p_vf(y, vmul_vf_vf_vf(vcvt_vf_vi(vwidenlo_vi_vs(v)), scale));
+                      vstore_v_p_vf(y + 4, vmul_vf_vf_vf(vcvt_vf_vi(vwidenhi_vi_vs(v)), scale));
+                    });
 }
 
 // No gather: the source is read in this buffer's own layout, whatever the map says.
@@ -147,23 +161,10 @@ void AudioBuffer::fromInterleavedInt24Data(const char *source, uint32_t frames, 
 
 void AudioBuffer::fromInterleavedInt32Data(const int *source, uint32_t frames,
                                            uint32_t foreignChannels, const int *map) {
-  if (numChannels == 0 && frames != 0) {
-    frameStride = 0;
-    return;
-  }
-  frameStride = numChannels;
-  const float scale = 1.0f / Int32Scale;
-  if (!isIndentityChannelMap(foreignChannels, map))
-    return gather(*this, source, frames, foreignChannels, map,
-                  [=](int x) { return static_cast<float>(x) * scale; });
-  const size_t count = size_t{frames} * numChannels;
-  float *y = samples();
-  const vfloat s = vcast_vf_f(scale);
-  size_t i = 0;
-  for (; i + 4 <= count; i += 4)
-    vstore_v_p_vf(y + i, vmul_vf_vf_vf(vcvt_vf_vi(vloadu_vi_p(source + i)), s));
-  for (; i < count; ++i)
-    y[i] = static_cast<float>(source[i]) * scale;
+  importIntegers<4>(*this, source, frames, foreignChannels, map, 1.0f / Int32Scale,
+                    [](const int *x, float *y, vfloat scale) {
+                      vstore_v_p_vf(y, vmul_vf_vf_vf(vcvt_vf_vi(vloadu_vi_p(x)), scale));
+                    });
 }
 
 // ---- Exports.
@@ -198,45 +199,48 @@ void AudioBuffer::toInterleavedFloat32Data(float *destination, uint32_t frames,
 
 void AudioBuffer::toInterleavedInt16Data(short *destination, uint32_t frames,
                                          uint32_t foreignChannels, const int *map) const {
-  if (frames % 8 != 0 || !isIndentityChannelMap(foreignChannels, map))
-    return scatter(*this, frames, foreignChannels, map,
-                   [=](std::ptrdiff_t e, float x) { destination[e] = limitInt16(x); });
   const vfloat scale = vcast_vf_f(Int16Scale);
-  eachEight(*this, size_t{frames} * numChannels, [=](size_t i, vfloat lo, vfloat hi) {
-    vstoreu_v_p_vi(destination + i, vpacks_vs_vi_vi(vcvtt_vi_vf(vmul_vf_vf_vf(lo, scale)),
-                                                   vcvtt_vi_vf(vmul_vf_vf_vf(hi, scale))));
-  });
+  exportIntegers(
+      *this, frames, foreignChannels, map,
+      [=](std::ptrdiff_t e, float x) { destination[e] = limitInt16(x); },
+      [=](size_t i, vfloat lo, vfloat hi) {
+        vstoreu_v_p_vi(destination + i, vpacks_vs_vi_vi(vcvtt_vi_vf(vmul_vf_vf_vf(lo, scale)),
+                                                       vcvtt_vi_vf(vmul_vf_vf_vf(hi, scale))));
+      });
 }
 
+// The float is limited before the truncation, so the bytes are never torn.
 void AudioBuffer::toInterleavedInt24Data(char *destination, uint32_t frames,
                                          uint32_t foreignChannels, const int *map) const {
-  if (frames % 8 != 0 || !isIndentityChannelMap(foreignChannels, map))
-    return scatter(*this, frames, foreignChannels, map, [=](std::ptrdiff_t e, float x) {
-      putInt24(destination, e, limitInt24(x));
-    });
-  // The float is limited before the truncation, so the bytes are never torn.
   const vfloat scale = vcast_vf_f(Int24Scale);
-  eachEight(*this, size_t{frames} * numChannels, [=](size_t i, vfloat lo, vfloat hi) {
-    alignas(16) int32_t v[8];
-    vstore_v_pi_vi(v, vcvtt_vi_vf(limitVector(vmul_vf_vf_vf(lo, scale), -8388608.0f, 8388607.0f)));
-    vstore_v_pi_vi(v + 4, vcvtt_vi_vf(limitVector(vmul_vf_vf_vf(hi, scale), -8388608.0f, 8388607.0f)));
-    for (int k = 0; k < 8; ++k)
-      putInt24(destination, static_cast<std::ptrdiff_t>(i) + k, v[k]);
-  });
+  auto limited = [=](vfloat v) {
+    return vcvtt_vi_vf(limitVector(vmul_vf_vf_vf(v, scale), -8388608.0f, 8388607.0f));
+  };
+  exportIntegers(
+      *this, frames, foreignChannels, map,
+      [=](std::ptrdiff_t e, float x) { putInt24(destination, e, limitInt24(x)); },
+      [=](size_t i, vfloat lo, vfloat hi) {
+        alignas(16) int32_t v[8];
+        vstore_v_pi_vi(v, limited(lo));
+        vstore_v_pi_vi(v + 4, limited(hi));
+        for (int k = 0; k < 8; ++k)
+          putInt24(destination, static_cast<std::ptrdiff_t>(i) + k, v[k]);
+      });
 }
 
 void AudioBuffer::toInterleavedInt32Data(int *destination, uint32_t frames,
                                          uint32_t foreignChannels, const int *map) const {
-  if (frames % 8 != 0 || !isIndentityChannelMap(foreignChannels, map))
-    return scatter(*this, frames, foreignChannels, map,
-                   [=](std::ptrdiff_t e, float x) { destination[e] = limitInt32(x); });
   const vfloat scale = vcast_vf_f(Int32Scale);
-  eachEight(*this, size_t{frames} * numChannels, [=](size_t i, vfloat lo, vfloat hi) {
-    vstoreu_v_p_vi(destination + i,
-                   vcvtt_vi_vf(limitVector(vmul_vf_vf_vf(lo, scale), -Int32Scale, Int32Scale)));
-    vstoreu_v_p_vi(destination + i + 4,
-                   vcvtt_vi_vf(limitVector(vmul_vf_vf_vf(hi, scale), -Int32Scale, Int32Scale)));
-  });
+  auto limited = [=](vfloat v) {
+    return vcvtt_vi_vf(limitVector(vmul_vf_vf_vf(v, scale), -Int32Scale, Int32Scale));
+  };
+  exportIntegers(
+      *this, frames, foreignChannels, map,
+      [=](std::ptrdiff_t e, float x) { destination[e] = limitInt32(x); },
+      [=](size_t i, vfloat lo, vfloat hi) {
+        vstoreu_v_p_vi(destination + i, limited(lo));
+        vstoreu_v_p_vi(destination + i + 4, limited(hi));
+      });
 }
 
 // ---- Per-channel arrays.

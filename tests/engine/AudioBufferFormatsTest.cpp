@@ -1,5 +1,6 @@
 //===- tests/engine/AudioBufferFormatsTest.cpp - Sample formats, arrays, mixing ===//
 #include "engine/core/AudioBuffer.h"
+#include "tests/support/AudioBuffers.h"
 
 #include <gtest/gtest.h>
 
@@ -11,15 +12,12 @@
 #include <vector>
 
 using engine::AudioBuffer;
+using testsupport::BufferPtr;
+using testsupport::makeBuffer;
 
 namespace {
 
 const float NaN = std::numeric_limits<float>::quiet_NaN();
-
-struct Free {
-  void operator()(AudioBuffer *b) const { std::free(b); }
-};
-using BufferPtr = std::unique_ptr<AudioBuffer, Free>;
 
 BufferPtr filled(uint32_t channels, std::vector<float> v, bool compressed = false) {
   BufferPtr b(AudioBuffer::create(64, channels));

@@ -1,5 +1,6 @@
 //===- tests/engine/AudioBufferTest.cpp - Buffer model and its bridges -----===//
 #include "engine/core/AudioBuffer.h"
+#include "tests/support/AudioBuffers.h"
 #include "engine/core/dsp/Delay.h"
 #include "engine/core/dsp/SampleData.h"
 
@@ -13,23 +14,16 @@
 #include <vector>
 
 using engine::AudioBuffer;
+using testsupport::BufferPtr;
+using testsupport::makeBuffer;
 
 namespace {
 
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
-struct Free {
-  void operator()(AudioBuffer *b) const { std::free(b); }
-};
-using BufferPtr = std::unique_ptr<AudioBuffer, Free>;
-
-BufferPtr make(uint32_t frames, uint32_t channels) {
-  return BufferPtr(AudioBuffer::create(frames, channels));
-}
-
 // A compressed buffer whose pattern is the given floats and whose stale samples are 7.
 BufferPtr compressed(uint32_t channels, std::vector<float> pattern, uint32_t frames = 16) {
-  BufferPtr b = make(frames, channels);
+  BufferPtr b = makeBuffer(frames, channels);
   std::fill_n(b->samples(), frames * channels, 7.0f);
   std::copy(pattern.begin(), pattern.end(), b->samples());
   b->afterWrite(true);
@@ -58,7 +52,7 @@ TEST(AudioBuffer, Sizes) {
 TEST(AudioBuffer, CreationClearsThePatternOrItsFirstHalf) {
   // create clears all eight floats, even of a buffer with no frames.
   for (uint32_t frames : {0u, 1u, 100u}) {
-    BufferPtr b = make(frames, 1);
+    BufferPtr b = makeBuffer(frames, 1);
     EXPECT_EQ(b->frameStride, 0u);
     EXPECT_EQ(firstFloats(*b, 8), std::vector<float>(8, 0.0f));
     EXPECT_TRUE(b->compressedValueEquals(0.0f));
@@ -78,14 +72,14 @@ TEST(AudioBuffer, CreationClearsThePatternOrItsFirstHalf) {
   EXPECT_EQ(copy.numChannels + copy.numFrames + copy.bytesPerSample + copy.frameStride, 0u);
   EXPECT_EQ(firstFloats(copy, 4), std::vector<float>(4, 0.0f));
 
-  std::unique_ptr<AudioBuffer, Free> wide(AudioBuffer::create64(4, 2));
+  BufferPtr wide(AudioBuffer::create64(4, 2));
   EXPECT_EQ(wide->bytesPerSample, 8u);
   EXPECT_EQ(wide->getRawData64ForReading()[1], 0.0);
 }
 
 TEST(AudioBuffer, DeclaringWrites) {
   const float v[4] = {1, 2, 3, 4};
-  BufferPtr b = make(16, 4);
+  BufferPtr b = makeBuffer(16, 4);
   std::fill_n(b->samples(), 8, 9.0f);
   b->afterCompressedWrite<4>(v); // the caller computed floats 0 to 3 in place
   EXPECT_EQ(firstFloats(*b, 8), (std::vector<float>{9, 9, 9, 9, 1, 2, 3, 4}));
@@ -105,7 +99,7 @@ TEST(AudioBuffer, DeclaringWrites) {
                {3, {1, 2, 3, 4, 5, 6, 7, 8}}, // nothing replicates three channels
                {4, {1, 2, 3, 4, 1, 2, 3, 4}}};
   for (const Case &c : cases) {
-    BufferPtr x = make(8, c.channels);
+    BufferPtr x = makeBuffer(8, c.channels);
     for (int i = 0; i < 8; ++i)
       x->samples()[i] = static_cast<float>(i + 1);
     x->afterWrite(false);
@@ -149,7 +143,7 @@ TEST(AudioBuffer, BulkMoves) {
             (std::vector<float>{.25f, .25f, .25f, .25f, .25f, .25f, .25f, .25f, .25f, .25f,
                                 .25f, .25f, .25f, .25f, .25f, .25f}));
 
-  BufferPtr d = make(16, 2);
+  BufferPtr d = makeBuffer(16, 2);
   d->copyTo(*compressed(2, {0.25f, 0.5f}), 16);
   EXPECT_EQ(d->frameStride, 0u);
   EXPECT_EQ(firstFloats(*d, 8), (std::vector<float>{.25f, .5f, .25f, .5f, .25f, .5f, .25f, .5f}));
@@ -181,7 +175,7 @@ TEST(AudioBuffer, ClearChannel) {
 
 TEST(AudioBuffer, QueriesAndChecks) {
   const float above1 = std::nextafter(1.0f, 2.0f);
-  BufferPtr zeros = make(8, 1);
+  BufferPtr zeros = makeBuffer(8, 1);
   (void)zeros->getRawDataAndSetUncompressed();
   EXPECT_FALSE(zeros->compressedValueEquals(0.0f));
   EXPECT_FALSE(zeros->compressedValueEquals(0.0f, 100));
@@ -194,15 +188,15 @@ TEST(AudioBuffer, QueriesAndChecks) {
   EXPECT_FALSE(compressed(2, {1.0f, 2.0f})->compressedValueEquals(1.0f));
   EXPECT_TRUE(compressed(0, {})->compressedValueEquals(5.0f));
 
-  BufferPtr v = make(65536, 8);
+  BufferPtr v = makeBuffer(65536, 8);
   EXPECT_TRUE(v->isBufferStateValid());
   for (uint32_t AudioBuffer::*field : {&AudioBuffer::frameStride, &AudioBuffer::numChannels,
                                        &AudioBuffer::bytesPerSample}) {
-    BufferPtr x = make(4, 2);
+    BufferPtr x = makeBuffer(4, 2);
     (*x).*field = 9;
     EXPECT_FALSE(x->isBufferStateValid());
   }
-  BufferPtr big = make(65537, 1);
+  BufferPtr big = makeBuffer(65537, 1);
   EXPECT_FALSE(big->isBufferStateValid());
   BufferPtr odd = compressed(4, {1, 2, 3, 4});
   odd->samples()[6] = NaN; // a NaN mismatches nothing
@@ -232,7 +226,7 @@ TEST(SampleDelayBlocks, AgreeWithAnIdealDelay) {
                                       << ", block " << c.block);
     engine::SampleDelay delay(16, c.channels);
     delay.setDelayTime(c.delay);
-    BufferPtr in = make(c.block, c.channels), out = make(c.block, c.channels);
+    BufferPtr in = makeBuffer(c.block, c.channels), out = makeBuffer(c.block, c.channels);
     int frame = 0;
     for (int b = 0; b < 40; ++b) {
       float *x = in->getRawDataAndSetUncompressed();
@@ -254,7 +248,7 @@ TEST(SampleDelayBlocks, AgreeWithAnIdealDelay) {
 TEST(SampleDelayBlocks, CompressedInputAndSilence) {
   engine::SampleDelay delay(8, 2);
   delay.setDelayTime(4);
-  BufferPtr out = make(8, 2);
+  BufferPtr out = makeBuffer(8, 2);
   for (int i = 0; i < 2; ++i)
     delay.process(*compressed(2, {0.25f, -0.5f}), *out, 4);
   EXPECT_EQ(out->frameStride, 2u);
@@ -265,7 +259,7 @@ TEST(SampleDelayBlocks, CompressedInputAndSilence) {
   engine::SampleDelay mono(8, 1);
   mono.setDelayTime(2);
   mono.setTimeToSilence(3);
-  BufferPtr in = make(8, 1), o = make(8, 1);
+  BufferPtr in = makeBuffer(8, 1), o = makeBuffer(8, 1);
   float *x = in->getRawDataAndSetUncompressed();
   for (int i = 0; i < 8; ++i)
     x[i] = static_cast<float>(i + 1);
@@ -281,7 +275,7 @@ TEST(SampleDataBridge, FromAudioBufferReadsThroughTheStride) {
   for (int i = 0; i < 10; ++i)
     ASSERT_TRUE(store.data(0, 0)[i] == 0.25f && store.data(1, 0)[i] == -0.5f) << i;
 
-  BufferPtr b = make(10, 2);
+  BufferPtr b = makeBuffer(10, 2);
   float *x = b->getRawDataAndSetUncompressed();
   for (int i = 0; i < 20; ++i)
     x[i] = static_cast<float>(i);

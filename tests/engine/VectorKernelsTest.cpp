@@ -1,5 +1,6 @@
 //===- tests/engine/VectorKernelsTest.cpp - Free kernels on arrays and buffers ===//
 #include "engine/core/VectorKernels.h"
+#include "tests/support/AudioBuffers.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,8 @@
 #include <xmmintrin.h>
 
 using engine::AudioBuffer;
+using testsupport::BufferPtr;
+using testsupport::makeBuffer;
 
 namespace {
 
@@ -37,11 +40,6 @@ std::vector<float> ramp(int count, float start, float step) {
 }
 
 bool same(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b); }
-
-struct Free {
-  void operator()(AudioBuffer *b) const { std::free(b); }
-};
-using BufferPtr = std::unique_ptr<AudioBuffer, Free>;
 
 BufferPtr constant(float v, uint32_t channels = 1) {
   BufferPtr b(AudioBuffer::create(16, channels));
