@@ -14,7 +14,7 @@ cmake --build "$build" -j"$(nproc)" --target vecmath_bench fft_bench plugin_benc
 out=$(mktemp)
 trap 'rm -f "$out"' EXIT
 for b in vecmath_bench fft_bench kernels_bench formats_bench decision_bench plugin_bench; do
-  "$build/bench/$b" --benchmark_repetitions=5 --benchmark_min_time=0.2 \
+  "$build/bench/$b" --benchmark_repetitions=5 --benchmark_min_time=0.2 --benchmark_enable_random_interleaving=true \
     --benchmark_report_aggregates_only=true --benchmark_color=false >"$out" 2>/dev/null
   echo "== $b"
   # The ratio table that closes each run, and the real-time factors of the audio benchmarks.
