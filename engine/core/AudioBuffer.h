@@ -233,6 +233,115 @@ public:
   /// This stereo buffer gets (x, x) of `mono`, keeping its constant form.
   void fromMonoToStereo(const AudioBuffer &mono, uint32_t numFrames);
 
+  // Arithmetic, bitwise logic, comparisons and selection on whole buffers. Channel-aware:
+  // a compressed operand is read through its four-lane pattern, the result keeps the
+  // pattern's channels, and compressed operands give a compressed result for the cost of
+  // one step. opTo(a, b, n) writes this from a and b (which may be this); op(b, n) updates
+  // this in place. n counts frames; up to three floats past the last sample may be written.
+  //  - Give-up: with a compressed operand among sample ones and a channel count of this
+  //    other than 1, 2 or 4, nothing is computed: frameStride = numChannels and the
+  //    samples keep their stale contents.
+  //  - Neutral operands: the in-place members marked so return at once, touching nothing,
+  //    when their operand is compressed and each of its channels compares neither below
+  //    nor above the neutral value (so NaN counts), or is a float doing so. AND counts 0 as
+  //    neutral like OR and XOR: AND(0.0f, n) leaves this unchanged.
+  //  - Comparisons store masks (all bits set where the relation holds: a NaN to every other
+  //    member); every relation but notEqual is false on NaN, the "not" ones included.
+  //  - mulTo, mul: the only generic members that mix channel counts (a mono operand with a
+  //    stereo this); above two channels they give up.
+  //  - The templates <D, S> are compile-time forms, defined for <1, 1>, <2, 2> and <2, 1>
+  //    (this and a stereo, b mono); they never give up.
+
+  void addTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  void addTo(const AudioBuffer &a, float c, uint32_t n);
+  void add(const AudioBuffer &b, uint32_t n); ///< neutral 0
+  void add(float c, uint32_t n);              ///< neutral 0
+  /// Adds mono b to each channel of this (1 or 2 channels; others give up). Neutral 0.
+  void addScalar(const AudioBuffer &b, uint32_t n);
+  void subTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  void subTo(const AudioBuffer &a, float c, uint32_t n); ///< a - c
+  void subTo(float c, const AudioBuffer &a, uint32_t n); ///< c - a
+  void sub(const AudioBuffer &b, uint32_t n);            ///< neutral 0
+  void subScalar(const AudioBuffer &b, uint32_t n);      ///< as addScalar
+  void subSelf(const AudioBuffer &b, uint32_t n);        ///< this = b - this
+  void subSelf(float c, uint32_t n);                     ///< this = c - this
+  /// a * b; a mono operand with a stereo this is applied to both channels.
+  void mulTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  void mulTo(const AudioBuffer &a, float c, uint32_t n);
+  void mul(const AudioBuffer &b, uint32_t n); ///< neutral 1; mixes as mulTo
+  void mul(float c, uint32_t n);              ///< neutral 1
+  void madd(const AudioBuffer &a, const AudioBuffer &b, uint32_t n); ///< a * b + this
+  void madd(const AudioBuffer &a, float c, uint32_t n);              ///< a * c + this
+  void maddTo(const AudioBuffer &a, const AudioBuffer &b, const AudioBuffer &d, uint32_t n);
+  void maddTo(const AudioBuffer &a, float c, const AudioBuffer &b, uint32_t n); ///< a * c + b
+  void maddTo(const AudioBuffer &a, const AudioBuffer &b, float c, uint32_t n); ///< a * b + c
+  void addThenMultiply(float c, float d, uint32_t n);                           ///< (this + c) * d
+  void addThenMultiplyTo(const AudioBuffer &a, float c, float d, uint32_t n);
+  void addThenMultiplyTo(const AudioBuffer &a, const AudioBuffer &b, float c, uint32_t n);
+  void MultiplyThenAdd(float c, float d, uint32_t n); ///< this * c + d
+  void MultiplyThenAddTo(const AudioBuffer &a, float c, float d, uint32_t n);
+  /// Lane minimum and maximum; where a lane is NaN the second operand wins.
+  void minTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  void maxTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  void minTo(const AudioBuffer &a, float c, uint32_t n);
+  void maxTo(const AudioBuffer &a, float c, uint32_t n);
+  void min(const AudioBuffer &b, uint32_t n);
+  void max(const AudioBuffer &b, uint32_t n);
+  void min(float c, uint32_t n);
+  void max(float c, uint32_t n);
+  void limitRange(float lo, float hi, uint32_t n); ///< min(max(this, lo), hi)
+
+  /// On the 32-bit patterns of the samples.
+  void ANDTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  void ORTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  void XORTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  void ANDTo(const AudioBuffer &a, float c, uint32_t n);
+  void ORTo(const AudioBuffer &a, float c, uint32_t n);
+  void XORTo(const AudioBuffer &a, float c, uint32_t n);
+  void AND(const AudioBuffer &b, uint32_t n); ///< neutral 0: AND with zero changes nothing
+  void OR(const AudioBuffer &b, uint32_t n);  ///< neutral 0
+  void XOR(const AudioBuffer &b, uint32_t n); ///< neutral 0
+  void AND(float c, uint32_t n);              ///< neutral 0: AND with zero changes nothing
+  void OR(float c, uint32_t n);               ///< neutral 0
+  void XOR(float c, uint32_t n);              ///< neutral 0
+  /// A copy of a: the family's NOT step is a plain move.
+  void NOTTo(const AudioBuffer &a, uint32_t n);
+  /// Per bit: b where the mask is set, a where it is clear.
+  void SELECTTo(const AudioBuffer &a, const AudioBuffer &b, const AudioBuffer &mask, uint32_t n);
+
+  void equal(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);              ///< a == b
+  void notEqual(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);           ///< a != b, or unordered
+  void greaterThan(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);        ///< b < a
+  void greaterThanOrEqual(const AudioBuffer &a, const AudioBuffer &b, uint32_t n); ///< b <= a
+  void lessThan(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);           ///< a < b
+  void lessThanOrEqual(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);    ///< a <= b
+  void notGreaterThan(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);     ///< a <= b
+  void notGreaterThanOrEqual(const AudioBuffer &a, const AudioBuffer &b, uint32_t n); ///< a < b
+  void notLessThan(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);        ///< b <= a
+  void notLessThanOrEqual(const AudioBuffer &a, const AudioBuffer &b, uint32_t n); ///< b < a
+
+  /// The processor's estimates (relative error at most 1.5 * 2^-12) and the exact root.
+  void rcp(uint32_t n);
+  void rcpTo(const AudioBuffer &a, uint32_t n);
+  void rsqrt(uint32_t n);
+  void rsqrtTo(const AudioBuffer &a, uint32_t n);
+  void sqrtTo(const AudioBuffer &a, uint32_t n);
+  /// x * x, (x * x) * x or (x * x) * (x * x); another exponent is reported as "Not
+  /// implemented" and changes nothing.
+  void powerOf(unsigned int exponent, uint32_t n);
+  void powerOfTo(const AudioBuffer &a, unsigned int exponent, uint32_t n);
+
+  template <int D, int S> void addTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  template <int D, int S> void subTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  /// <2, 1> clears this when either operand is compressed silence.
+  template <int D, int S> void mulTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  template <int D, int S> void madd(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  template <int D, int S> void minTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  template <int D, int S> void maxTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  template <int D, int S> void ANDTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  template <int D, int S> void ORTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+  template <int D, int S> void XORTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
+
   /// The sample area, right behind the header, whatever the state.
   [[nodiscard]] float *samples() {
     return reinterpret_cast<float *>(reinterpret_cast<char *>(this) + 16);
@@ -267,6 +376,7 @@ extern template void AudioBuffer::afterCompressedWrite<4>(const float (&)[4]);
 extern template void AudioBuffer::afterFullWrite<1>();
 extern template void AudioBuffer::afterFullWrite<2>();
 extern template void AudioBuffer::afterFullWrite<4>();
+
 
 /// A range-check hook for a checking configuration; does nothing here.
 void assertRange(const float *a, int n, float min, float max);

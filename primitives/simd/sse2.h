@@ -110,6 +110,24 @@ static inline vint vpacks_vs_vi_vi(vint x, vint y) { return _mm_packs_epi32(x, y
 /* Towards zero; out of range and NaN give INT32_MIN, where a C++ conversion is undefined. */
 static inline int32_t vcvtt_i_f(float x) { return _mm_cvttss_si32(_mm_set_ss(x)); }
 
+/* Bitwise logic on the lanes' 32-bit patterns, and the remaining ordered comparisons. A
+ * mask is a vfloat here, so masks combine with floats directly. */
+static inline vfloat vand_vf_vf_vf(vfloat x, vfloat y) { return _mm_and_ps(x, y); }
+static inline vfloat vor_vf_vf_vf(vfloat x, vfloat y) { return _mm_or_ps(x, y); }
+static inline vfloat vxor_vf_vf_vf(vfloat x, vfloat y) { return _mm_xor_ps(x, y); }
+/* ~x & y */
+static inline vfloat vandnot_vf_vf_vf(vfloat x, vfloat y) { return _mm_andnot_ps(x, y); }
+/* x == y and x <= y are false where either lane is NaN; x != y is true there. */
+static inline vmask veq_vm_vf_vf(vfloat x, vfloat y) { return _mm_cmpeq_ps(x, y); }
+static inline vmask vneq_vm_vf_vf(vfloat x, vfloat y) { return _mm_cmpneq_ps(x, y); }
+static inline vmask vle_vm_vf_vf(vfloat x, vfloat y) { return _mm_cmple_ps(x, y); }
+/* Lanes p[0] p[1] q[0] q[1]: two frames of a stereo stride from anywhere. */
+static inline vfloat vload2_vf_p_p(const float *p, const float *q) {
+  return _mm_loadh_pi(_mm_loadl_pi(_mm_setzero_ps(), (const __m64 *)p), (const __m64 *)q);
+}
+/* Lanes 0 and 1 to p[0] and p[1]. */
+static inline void vstore2_v_p_vf(float *p, vfloat v) { _mm_storel_pi((__m64 *)p, v); }
+
 #ifdef __cplusplus
 }
 #endif

@@ -76,6 +76,16 @@ TEST(Link, AudioBufferKernelsAndFormatsThroughThePlugin) {
   const int identity[1] = {0};
   c->toInterleavedInt16Data(pcm, 16, 1, identity);
   EXPECT_EQ(pcm[8], 12288);
-  for (engine::AudioBuffer *buffer : {a, b, c})
+
+  // The family, a <2, 1> form included: a stereo constant scaled by the mono samples.
+  engine::AudioBuffer *stereo = engine::AudioBuffer::create(16, 2);
+  engine::AudioBuffer *mixed = engine::AudioBuffer::create(16, 2);
+  stereo->add(1.0f, 16);
+  void (engine::AudioBuffer::*byMono)(const engine::AudioBuffer &, const engine::AudioBuffer &,
+                                      uint32_t) = &engine::AudioBuffer::mulTo<2, 1>;
+  (mixed->*byMono)(*stereo, *a, 16);
+  EXPECT_EQ(mixed->frameStride, 2u);
+  EXPECT_EQ(mixed->getRawDataForReading()[17], 0.5f);
+  for (engine::AudioBuffer *buffer : {a, b, c, stereo, mixed})
     std::free(buffer);
 }
