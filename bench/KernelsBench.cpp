@@ -92,6 +92,83 @@ BENCHMARK_CAPTURE(buffers, samples, false, false)->Name("mul_buffer_4096/ours")-
 BENCHMARK_CAPTURE(buffers, plain, false, true)->Name("mul_buffer_4096/plain")->Arg(4096);
 BENCHMARK_CAPTURE(buffers, constant, true, false)->Name("mul_buffer_compressed")->Arg(64)->Arg(65536);
 
+
+// The buffer family's skeletons on sample buffers (4096 frames, mono and stereo) against
+// the plain loop over the same floats; on compressed operands; and the neutral return.
+// The buffers of one case, placed in one block at different offsets within a page, as the
+// arrays above.
+struct Buffers {
+  void *block;
+  engine::AudioBuffer *a, *b, *y, *mono;
+  Buffers(uint32_t frames, uint32_t channels) {
+    const uint32_t size = engine::AudioBuffer::getRequiredTotalSize(frames, channels) + 1024;
+    block = std::aligned_alloc(4096, (4 * size_t{size} + 8191) / 4096 * 4096);
+    auto *base = static_cast<char *>(block);
+    a = engine::AudioBuffer::createOnStack(frames, channels, base);
+    b = engine::AudioBuffer::createOnStack(frames, channels, base + size + 1024);
+    y = engine::AudioBuffer::createOnStack(frames, channels, base + 2 * size + 2048);
+    mono = engine::AudioBuffer::createOnStack(frames, 1, base + 3 * size + 3072);
+    for (engine::AudioBuffer *buffer : {a, b, y, mono}) {
+      float *x = buffer->getRawDataAndSetUncompressed();
+      for (uint32_t i = 0; i < frames * buffer->numChannels; ++i)
+        x[i] = 0.25f + 0.001f * static_cast<float>(i % 101);
+    }
+  }
+  ~Buffers() { std::free(block); }
+  Buffers(const Buffers &) = delete;
+  Buffers &operator=(const Buffers &) = delete;
+};
+
+void family(benchmark::State &state, uint32_t channels, int form) {
+  const uint32_t frames = 4096;
+  Buffers buffers(frames, channels);
+  engine::AudioBuffer *a = buffers.a, *b = buffers.b, *y = buffers.y, *mono = buffers.mono;
+  const int count = static_cast<int>(frames * channels);
+  for (auto _ : state) {
+    switch (form) {
+    case 0: y->addTo(*a, *b, frames); break;
+    case 1: plainAdd(a->samples(), b->samples(), y->samples(), count); break;
+    case 2: y->addTo(*a, 0.5f, frames); break;
+    case 3: y->maddTo(*a, *b, *b, frames); break;
+    case 4: y->mulTo<2, 1>(*a, *mono, frames); break;
+    case 5: plainMadd(a->samples(), b->samples(), b->samples(), y->samples(), count); break;
+    case 6: plainStereoByMono(a->samples(), mono->samples(), y->samples(), static_cast<int>(frames)); break;
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * count);
+}
+BENCHMARK_CAPTURE(family, addTo_mono, 1, 0)->Name("addTo_mono_4096/ours");
+BENCHMARK_CAPTURE(family, plain_mono, 1, 1)->Name("addTo_mono_4096/plain");
+BENCHMARK_CAPTURE(family, addTo_stereo, 2, 0)->Name("addTo_stereo_4096/ours");
+BENCHMARK_CAPTURE(family, plain_stereo, 2, 1)->Name("addTo_stereo_4096/plain");
+BENCHMARK_CAPTURE(family, scalar_mono, 1, 2)->Name("addTo_c_mono_4096/ours");
+BENCHMARK_CAPTURE(family, scalar_plain, 1, 1)->Name("addTo_c_mono_4096/plain");
+BENCHMARK_CAPTURE(family, madd_stereo, 2, 3)->Name("maddTo_stereo_4096/ours");
+BENCHMARK_CAPTURE(family, madd_plain, 2, 5)->Name("maddTo_stereo_4096/plain");
+BENCHMARK_CAPTURE(family, by_mono, 2, 4)->Name("mulTo21_4096/ours");
+BENCHMARK_CAPTURE(family, by_mono_plain, 2, 6)->Name("mulTo21_4096/plain");
+
+// Compressed operands: one step whatever the length; a neutral operand: no step at all.
+void familyConstant(benchmark::State &state, bool neutral) {
+  const auto frames = static_cast<uint32_t>(state.range(0));
+  std::unique_ptr<engine::AudioBuffer, Free> a(engine::AudioBuffer::create(frames, 2)),
+      y(engine::AudioBuffer::create(frames, 2));
+  a->clear();
+  if (!neutral)
+    a->add(0.5f, frames);
+  y->afterWrite(false);
+  for (auto _ : state) {
+    if (neutral)
+      y->add(*a, frames);
+    else
+      y->addTo(*a, *a, frames);
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK_CAPTURE(familyConstant, compressed, false)->Name("addTo_compressed")->Arg(64)->Arg(65536);
+BENCHMARK_CAPTURE(familyConstant, neutral, true)->Name("add_neutral")->Arg(64)->Arg(65536);
+
 } // namespace
 
 RATIO_BENCHMARK_MAIN();

@@ -49,3 +49,17 @@ void plainToInt24(const float *__restrict x, unsigned char *__restrict y, int n)
     y[2] = static_cast<unsigned char>(u >> 16);
   }
 }
+
+void plainMadd(const float *__restrict a, const float *__restrict b, const float *__restrict d,
+               float *__restrict y, int n) {
+  for (int i = 0; i < n; ++i)
+    y[i] = a[i] * b[i] + d[i];
+}
+
+void plainStereoByMono(const float *__restrict a, const float *__restrict m, float *__restrict y,
+                       int frames) {
+  for (int f = 0; f < frames; ++f) {
+    y[2 * f] = a[2 * f] * m[f];
+    y[2 * f + 1] = a[2 * f + 1] * m[f];
+  }
+}

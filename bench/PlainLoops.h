@@ -5,6 +5,11 @@
 void plainAdd(const float *__restrict a, const float *__restrict b, float *__restrict y, int n);
 void plainMul(const float *__restrict a, const float *__restrict b, float *__restrict y, int n);
 void plainCpy(const float *__restrict a, float *__restrict y, int n);
+void plainMadd(const float *__restrict a, const float *__restrict b, const float *__restrict d,
+               float *__restrict y, int n);
+void plainStereoByMono(const float *__restrict a, const float *__restrict m, float *__restrict y,
+                       int frames);
+
 // Sample formats, the way a caller without a library would write them.
 void plainFromInt16(const short *__restrict x, float *__restrict y, int n);
 void plainToInt16(const float *__restrict x, short *__restrict y, int n);

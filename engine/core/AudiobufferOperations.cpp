@@ -67,6 +67,32 @@ void storeConstant(AudioBuffer &y, uint32_t channels, vfloat r) {
       out[i] = out[i % channels];
 }
 
+// An operand on the move: four floats a vector, or none when compressed.
+struct Walk {
+  const float *p;
+  size_t step;
+  explicit Walk(Operand o) : p(o.p), step(o.stride != 0 ? 4 : 0) {}
+  vfloat next() {
+    const vfloat v = vload_vf_p(p);
+    p += step;
+    return v;
+  }
+};
+
+// `vectors` results of the step to out, two a pass after an odd one.
+template <class Step, class... Walks>
+void walk(size_t vectors, float *out, Step step, Walks... in) {
+  if (vectors & 1) {
+    vstore_v_p_vf(out, step(in.next()...));
+    out += 4;
+  }
+  for (size_t v = vectors & 1; v < vectors; v += 2, out += 8) {
+    const vfloat r0 = step(in.next()...);
+    vstore_v_p_vf(out, r0);
+    vstore_v_p_vf(out + 4, step(in.next()...));
+  }
+}
+
 // The operand skeleton: all operands compressed give a compressed result for one step;
 // a compressed operand among sample ones gives up where the pattern is not a whole number
 // of frames (unless the caller's channel count is fixed); otherwise numChannels * n floats
@@ -81,8 +107,7 @@ void operands(AudioBuffer &y, uint32_t channels, bool mayGiveUp, uint32_t n, Ste
   }
   const size_t vectors = (size_t{channels} * n + 3) / 4;
   float *out = y.samples();
-  for (size_t v = 0; v < vectors; ++v)
-    vstore_v_p_vf(out + 4 * v, step(vload_vf_p(ops.p + (ops.stride != 0 ? 4 * v : 0))...));
+  walk(vectors, out, step, Walk(ops)...);
   y.frameStride = channels;
 }
 
@@ -102,27 +127,65 @@ template <class Step> void scalar(AudioBuffer &y, Operand a, uint32_t n, Step st
 
 // The <2, 1> walk: each stereo frame of the stereo operands with the mono operand's sample of
 // that frame in both lanes, two frames at a time after an odd one; every operand moves by
-// its own frameStride per frame, so a compressed one re-reads its value.
+// its own frameStride per frame, so a compressed one re-reads its value. The usual strides
+// (2 for stereo, 1 for mono, 0 when compressed) load whole vectors.
+template <bool Usual> struct Frames2 {
+  const float *p;
+  uint32_t stride;
+  explicit Frames2(Operand o) : p(o.p), stride(Usual ? 2 : o.stride) {}
+  vfloat one() const { return vload2_vf_p_p(p, p); } // lanes 2 and 3 unused
+  vfloat two() const { return Usual ? vloadu_vf_p(p) : vload2_vf_p_p(p, p + stride); }
+  void advance(uint32_t frames) { p += size_t{frames} * stride; }
+};
+template <bool Usual> struct Mono2 {
+  const float *p;
+  uint32_t stride;
+  explicit Mono2(Operand o) : p(o.p), stride(Usual ? 1 : o.stride) {}
+  vfloat one() const { return vcast_vf_f(p[0]); }
+  vfloat two() const {
+    if (Usual) {
+      const vfloat m = vload2_vf_p_p(p, p);
+      return vunpacklo_vf_vf_vf(m, m);
+    }
+    return vset_vf_f_f_f_f(p[0], p[0], p[stride], p[stride]);
+  }
+  // Four frames' samples: lanes 0 and 1 pair with the first two frames, 2 and 3 with the next.
+  vfloat four() const {
+    return Usual ? vloadu_vf_p(p) : vset_vf_f_f_f_f(p[0], p[stride], p[2 * stride], p[3 * stride]);
+  }
+  void advance(uint32_t frames) { p += size_t{frames} * stride; }
+};
+
 template <class Step, class... Stereo>
-void stereoByMono(AudioBuffer &y, uint32_t n, Step step, Operand mono, Stereo... stereo) {
-  if (mono.stride == 0 && (... && (stereo.stride == 0)))
-    return storeConstant(y, 2, step(vload_vf_p(stereo.p)..., vcast_vf_f(mono.p[0])));
+void stereoByMono(AudioBuffer &y, uint32_t n, Step step, Operand monoOperand, Stereo... stereoOperands) {
+  if (monoOperand.stride == 0 && (... && (stereoOperands.stride == 0)))
+    return storeConstant(y, 2, step(vload_vf_p(stereoOperands.p)..., vcast_vf_f(monoOperand.p[0])));
   float *out = y.samples();
-  uint32_t f = 0;
-  if (n & 1) {
-    vstore2_v_p_vf(out, step(vload2_vf_p_p(stereo.p, stereo.p)..., vcast_vf_f(mono.p[0])));
-    ((stereo.p += stereo.stride), ...);
-    mono.p += mono.stride;
-    out += 2;
-    f = 1;
-  }
-  for (; f < n; f += 2, out += 4) {
-    const float m0 = mono.p[0], m1 = mono.p[mono.stride];
-    vstoreu_v_p_vf(out, step(vload2_vf_p_p(stereo.p, stereo.p + stereo.stride)...,
-                             vset_vf_f_f_f_f(m0, m0, m1, m1)));
-    ((stereo.p += 2 * stereo.stride), ...);
-    mono.p += 2 * mono.stride;
-  }
+  auto run = [&](auto mono, auto... stereo) {
+    if (n & 1) {
+      vstore2_v_p_vf(out, step(stereo.one()..., mono.one()));
+      (stereo.advance(1), ...);
+      mono.advance(1);
+      out += 2;
+    }
+    uint32_t f = n & 1;
+    for (; f + 4 <= n; f += 4, out += 8) {
+      const vfloat m = mono.four();
+      const vfloat r0 = step(stereo.two()..., vunpacklo_vf_vf_vf(m, m));
+      (stereo.advance(2), ...);
+      const vfloat r1 = step(stereo.two()..., vunpackhi_vf_vf_vf(m, m));
+      (stereo.advance(2), ...);
+      mono.advance(4);
+      vstoreu_v_p_vf(out, r0);
+      vstoreu_v_p_vf(out + 4, r1);
+    }
+    if (f < n)
+      vstoreu_v_p_vf(out, step(stereo.two()..., mono.two()));
+  };
+  if (monoOperand.stride == 1 && (... && (stereoOperands.stride == 2)))
+    run(Mono2<true>(monoOperand), Frames2<true>(stereoOperands)...);
+  else
+    run(Mono2<false>(monoOperand), Frames2<false>(stereoOperands)...);
   y.frameStride = 2;
 }
 
