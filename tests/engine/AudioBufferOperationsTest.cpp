@@ -7,6 +7,7 @@
 //===----------------------------------------------------------------------===//
 #include "engine/core/AudioBuffer.h"
 #include "tests/support/AudioBuffers.h"
+#include "tests/support/Bits.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,8 @@
 using engine::AudioBuffer;
 using testsupport::BufferPtr;
 using testsupport::makeBuffer;
+using testsupport::bitsOf;
+using testsupport::floatOf;
 
 namespace {
 
@@ -26,17 +29,7 @@ const float NaN = std::numeric_limits<float>::quiet_NaN();
 constexpr uint32_t Frames = 5; // 5 frames: never a whole number of vectors but for 4 channels
 constexpr int Floats = 32;     // compared: the result and what lies behind it
 
-float bits(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, sizeof f);
-  return f;
-}
-uint32_t bitsOf(float f) {
-  uint32_t u;
-  std::memcpy(&u, &f, sizeof u);
-  return u;
-}
-float mask(bool holds) { return bits(holds ? 0xFFFFFFFFu : 0u); }
+float mask(bool holds) { return floatOf(holds ? 0xFFFFFFFFu : 0u); }
 
 // A buffer's floats and state as the model sees them.
 struct Model {
@@ -113,9 +106,9 @@ float fsub(float a, float b) { return a - b; }
 float fmul(float a, float b) { return a * b; }
 float fmin(float a, float b) { return a < b ? a : b; }
 float fmax(float a, float b) { return a > b ? a : b; }
-float fand(float a, float b) { return bits(bitsOf(a) & bitsOf(b)); }
-float f_or(float a, float b) { return bits(bitsOf(a) | bitsOf(b)); }
-float fxor(float a, float b) { return bits(bitsOf(a) ^ bitsOf(b)); }
+float fand(float a, float b) { return floatOf(bitsOf(a) & bitsOf(b)); }
+float f_or(float a, float b) { return floatOf(bitsOf(a) | bitsOf(b)); }
+float fxor(float a, float b) { return floatOf(bitsOf(a) ^ bitsOf(b)); }
 
 } // namespace
 
@@ -148,7 +141,7 @@ TEST(AudioBufferOperations, OperandMembersFollowTheModel) {
       {"maddTo(a, b, c)", [c](auto &y, auto &a, auto &b, auto &) { y.maddTo(a, b, c, Frames); }, [c](float a, float b, float) { return a * b + c; }},
       {"addThenMultiplyTo(a, b, c)", [c](auto &y, auto &a, auto &b, auto &) { y.addThenMultiplyTo(a, b, c, Frames); }, [c](float a, float b, float) { return (a + b) * c; }},
       {"maddTo(a, b, d)", [](auto &y, auto &a, auto &b, auto &m) { y.maddTo(a, b, m, Frames); }, [](float a, float b, float d) { return a * b + d; }},
-      {"SELECTTo", [](auto &y, auto &a, auto &b, auto &m) { y.SELECTTo(a, b, m, Frames); }, [](float a, float b, float m) { return bits((bitsOf(a) & ~bitsOf(m)) | (bitsOf(b) & bitsOf(m))); }},
+      {"SELECTTo", [](auto &y, auto &a, auto &b, auto &m) { y.SELECTTo(a, b, m, Frames); }, [](float a, float b, float m) { return floatOf((bitsOf(a) & ~bitsOf(m)) | (bitsOf(b) & bitsOf(m))); }},
   };
   for (const Row &r : rows) {
     const bool three = std::string(r.name) == "maddTo(a, b, d)" || std::string(r.name) == "SELECTTo";

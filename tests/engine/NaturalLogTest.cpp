@@ -1,5 +1,6 @@
 //===- tests/engine/NaturalLogTest.cpp - Processor-independent logf --------===//
 #include "engine/core/dsp/NaturalLog.h"
+#include "tests/support/Bits.h"
 
 #include <gtest/gtest.h>
 
@@ -10,13 +11,7 @@
 
 using engine::naturalLog;
 
-namespace {
-float fromBits(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, sizeof f);
-  return f;
-}
-} // namespace
+using testsupport::floatOf;
 
 TEST(NaturalLog, SpecialValues) {
   constexpr float inf = std::numeric_limits<float>::infinity();
@@ -43,7 +38,7 @@ TEST(NaturalLog, CorrectlyRoundedAcrossTheRange) {
   for (uint32_t exponent = 0; exponent < 255; ++exponent)
     for (int i = 0; i < 4000; ++i) {
       state = state * 1664525u + 1013904223u;
-      const float x = fromBits((exponent << 23) | (state >> 9));
+      const float x = floatOf((exponent << 23) | (state >> 9));
       if (x == 0.0f)
         continue;
       const float expected = static_cast<float>(std::log(static_cast<double>(x)));

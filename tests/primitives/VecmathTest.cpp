@@ -1,5 +1,6 @@
 //===- tests/primitives/VecmathTest.cpp - Vector transcendental functions --===//
 #include "primitives/vecmath/vecmath.h"
+#include "tests/support/Bits.h"
 
 #include <gtest/gtest.h>
 
@@ -41,16 +42,8 @@ const Named All[] = {
 constexpr float Inf = std::numeric_limits<float>::infinity();
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
-uint32_t bitsOf(float x) {
-  uint32_t u;
-  std::memcpy(&u, &x, sizeof u);
-  return u;
-}
-float floatOf(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, sizeof f);
-  return f;
-}
+using testsupport::bitsOf;
+using testsupport::floatOf;
 
 // Inputs of every kind: ordinary values of all magnitudes and signs, specials, subnormals.
 std::vector<float> mixedInputs(std::size_t n) {
