@@ -59,6 +59,20 @@ BENCHMARK(addOurs)->Name("add_4096/ours");
 BENCHMARK(addPlain)->Name("add_4096/plain");
 BENCHMARK(mulOurs)->Name("mul_4096/ours");
 BENCHMARK(mulPlain)->Name("mul_4096/plain");
+template <class F> void reduction(benchmark::State &state, F &&f) {
+  Arrays x;
+  for (auto _ : state)
+    benchmark::DoNotOptimize(f(x.a));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * N * 4);
+}
+void sumOurs(benchmark::State &s) { reduction(s, [](const float *a) { return engine::sum(a, N); }); }
+void sumPlain(benchmark::State &s) { reduction(s, [](const float *a) { return plainSum(a, N); }); }
+void maxOurs(benchmark::State &s) { reduction(s, [](const float *a) { return engine::max(a, N); }); }
+void maxPlain(benchmark::State &s) { reduction(s, [](const float *a) { return plainMax(a, N); }); }
+BENCHMARK(sumOurs)->Name("sum_4096/ours");
+BENCHMARK(sumPlain)->Name("sum_4096/plain");
+BENCHMARK(maxOurs)->Name("max_4096/ours");
+BENCHMARK(maxPlain)->Name("max_4096/plain");
 BENCHMARK(cpyOurs)->Name("cpy_4096/ours");
 BENCHMARK(cpyPlain)->Name("cpy_4096/plain");
 BENCHMARK(cpyMemcpy)->Name("cpy_4096/memcpy");

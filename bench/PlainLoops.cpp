@@ -63,3 +63,18 @@ void plainStereoByMono(const float *__restrict a, const float *__restrict m, flo
     y[2 * f + 1] = a[2 * f + 1] * m[f];
   }
 }
+
+// Without reassociation the compiler keeps this one scalar: one lane against four.
+float plainSum(const float *x, int n) {
+  float s = 0.0f;
+  for (int i = 0; i < n; ++i)
+    s += x[i];
+  return s;
+}
+
+float plainMax(const float *x, int n) {
+  float m = -__builtin_huge_valf();
+  for (int i = 0; i < n; ++i)
+    m = x[i] > m ? x[i] : m;
+  return m;
+}

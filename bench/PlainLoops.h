@@ -10,6 +10,9 @@ void plainMadd(const float *__restrict a, const float *__restrict b, const float
 void plainStereoByMono(const float *__restrict a, const float *__restrict m, float *__restrict y,
                        int frames);
 
+float plainSum(const float *x, int n);
+float plainMax(const float *x, int n);
+
 // Sample formats, the way a caller without a library would write them.
 void plainFromInt16(const short *__restrict x, float *__restrict y, int n);
 void plainToInt16(const float *__restrict x, short *__restrict y, int n);

@@ -331,6 +331,40 @@ public:
   void powerOf(unsigned int exponent, uint32_t n);
   void powerOfTo(const AudioBuffer &a, unsigned int exponent, uint32_t n);
 
+  // Reductions and tests over the first (compressed ? 1 : n) * numChannels floats, all
+  // channels as one sequence, raised to at least 8 floats: a compressed buffer counts its
+  // whole pattern once, and a short sample buffer includes the stale floats behind it.
+
+  /// The sum of magnitudes, as sumabs: mean is the only signed reduction.
+  [[nodiscard]] float sum(uint32_t n) const;
+  /// The signed sum divided by the number of floats reduced.
+  [[nodiscard]] float mean(uint32_t n) const;
+  [[nodiscard]] float min(uint32_t n) const;
+  [[nodiscard]] float max(uint32_t n) const;
+  [[nodiscard]] float sumabs(uint32_t n) const;
+  [[nodiscard]] float minabs(uint32_t n) const;
+  [[nodiscard]] float maxabs(uint32_t n) const;
+  /// Compressed, and each channel's constant neither below nor above 0 (-0 and NaN pass).
+  /// A sample buffer of zeros is not silent.
+  [[nodiscard]] bool isSilent() const;
+  /// Every one of (compressed ? 1 : n) * numChannels floats within +-1.5259e-05 (about
+  /// -96.3 dB); NaN fails.
+  [[nodiscard]] bool isQuiet(uint32_t n) const;
+  /// Every one of n floats (one if compressed) within +-threshold: n floats, not frames, and
+  /// only channel 0 of a compressed buffer.
+  [[nodiscard]] bool isQuieterThan(uint32_t n, float threshold) const;
+
+  /// To the nearest integer in the current rounding mode, over the floats the reductions
+  /// count, in whole groups of eight; the state is kept.
+  void round(uint32_t n);
+  /// 10^(x / 20), through exp.
+  void dbToLinear(uint32_t n);
+  /// 20 * log10(max(x, 1e-15)): -300 dB for zero and below.
+  void linearToDb(uint32_t n);
+  /// A mono ramp: sample i = start + (i + 4) * increment (a running sum), limited above by
+  /// upper, then below by lower; n rounded up to a multiple of 4; frameStride becomes 1.
+  void fillWithClippedRamp(float start, float increment, float lower, float upper, uint32_t n);
+
   template <int D, int S> void addTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
   template <int D, int S> void subTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
   /// <2, 1> clears this when either operand is compressed silence.

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 namespace engine {
 namespace {
@@ -433,5 +434,62 @@ void add_scalar(const float *a, float *y, int n) {
   for (int i = whole; i < n; ++i)
     y[i] += a[i];
 }
+
+// ---- Reductions.
+
+namespace {
+
+struct Plain {
+  vfloat v(vfloat x) const { return x; }
+  float s(float x) const { return x; }
+};
+struct Magnitude {
+  vfloat v(vfloat x) const { return vabs_vf_vf(x); }
+  float s(float x) const { return std::fabs(x); }
+};
+struct Squared {
+  vfloat v(vfloat x) const { return vmul_vf_vf_vf(x, x); }
+  float s(float x) const { return x * x; }
+};
+
+// Four lanes take op(acc, in(x)) over the first n & ~3 floats; lanes 2 and 3 are folded onto
+// 0 and 1, lane 1 onto lane 0; the last one to three floats follow in order.
+template <bool Aligned, class Op, class In> float reduce(const float *a, int n, float start, Op op, In in) {
+  if (n <= 0)
+    return start;
+  const size_t whole = static_cast<size_t>(n) & ~size_t{3};
+  vfloat acc = vcast_vf_f(start);
+  for (size_t i = 0; i < whole; i += 4)
+    acc = op.v(acc, in.v(Aligned ? vload_vf_p(a + i) : vloadu_vf_p(a + i)));
+  alignas(16) float lane[4];
+  vstore_v_p_vf(lane, acc);
+  float r = op.s(op.s(lane[0], lane[2]), op.s(lane[1], lane[3]));
+  for (size_t i = whole; i < static_cast<size_t>(n); ++i)
+    r = op.s(r, in.s(a[i]));
+  return r;
+}
+
+constexpr float Infinity = std::numeric_limits<float>::infinity();
+
+// The division by n and the root come last; an empty range is 0 / 0.
+template <bool Aligned> float rootMeanSquare(const float *a, int n) {
+  if (n <= 0)
+    return std::numeric_limits<float>::quiet_NaN();
+  return std::sqrt(reduce<Aligned>(a, n, 0.0f, Add(), Squared()) / static_cast<float>(n));
+}
+
+} // namespace
+
+float sum(const float *a, int n) { return reduce<true>(a, n, 0.0f, Add(), Plain()); }
+float sumabs(const float *a, int n) { return reduce<true>(a, n, 0.0f, Add(), Magnitude()); }
+float sumabs_unaligned(const float *a, int n) { return reduce<false>(a, n, 0.0f, Add(), Magnitude()); }
+float max(const float *a, int n) { return reduce<true>(a, n, -Infinity, Max(), Plain()); }
+float max_unaligned(const float *a, int n) { return reduce<false>(a, n, -Infinity, Max(), Plain()); }
+float min(const float *a, int n) { return reduce<true>(a, n, Infinity, Min(), Plain()); }
+float maxabs(const float *a, int n) { return reduce<true>(a, n, 0.0f, Max(), Magnitude()); }
+float minabs(const float *a, int n) { return reduce<true>(a, n, Infinity, Min(), Magnitude()); }
+
+float rms(const float *a, int n) { return rootMeanSquare<true>(a, n); }
+float rms_unaligned(const float *a, int n) { return rootMeanSquare<false>(a, n); }
 
 } // namespace engine

@@ -130,6 +130,24 @@ void add_unaligned(const float *a, float *y, int n);
 /// aligned, nor `y` for the part past the last whole group of 4.
 void add_scalar(const float *a, float *y, int n);
 
+// Reductions. Unlike the kernels above they read exactly n floats and need no slack; the
+// _unaligned forms take any alignment. Four lanes take the first n & ~3 floats, lanes 2 and
+// 3 are folded onto 0 and 1, lane 1 onto lane 0, and the last one to three floats follow in
+// order: the order of summation is fixed, and so are the last bits. For n <= 0 they return
+// their start value: 0 (sum, sumabs, maxabs), -inf (max), +inf (min, minabs), NaN (rms).
+// A NaN input to min, max, minabs and maxabs gives a result that depends on its lane.
+[[nodiscard]] float sum(const float *a, int n);
+[[nodiscard]] float sumabs(const float *a, int n);
+[[nodiscard]] float sumabs_unaligned(const float *a, int n);
+[[nodiscard]] float max(const float *a, int n);
+[[nodiscard]] float max_unaligned(const float *a, int n);
+[[nodiscard]] float min(const float *a, int n);
+[[nodiscard]] float maxabs(const float *a, int n);
+[[nodiscard]] float minabs(const float *a, int n);
+/// sqrt(sum of squares / n), the division and the root last.
+[[nodiscard]] float rms(const float *a, int n);
+[[nodiscard]] float rms_unaligned(const float *a, int n);
+
 } // namespace engine
 
 #endif // ENGINE_CORE_VECTORKERNELS_H
