@@ -73,6 +73,36 @@ BENCHMARK(sumOurs)->Name("sum_4096/ours");
 BENCHMARK(sumPlain)->Name("sum_4096/plain");
 BENCHMARK(maxOurs)->Name("max_4096/ours");
 BENCHMARK(maxPlain)->Name("max_4096/plain");
+// The approximations next to the accurate functions they stand in for, per element.
+template <class F> void curve(benchmark::State &state, F &&f) {
+  Arrays x;
+  for (int i = 0; i < 1024; ++i)
+    x.a[i] = 0.01f + 0.002f * static_cast<float>(i);
+  for (auto _ : state) {
+    f(x.a, x.y);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * 1024);
+}
+void softClip(benchmark::State &s) {
+  curve(s, [](const float *a, float *y) { engine::cpy(a, y, 1024); engine::soft_clip(y, 1024); });
+}
+void tanh7(benchmark::State &s) {
+  curve(s, [](const float *a, float *y) { engine::cpy(a, y, 1024); engine::tanhApprox7(y, 1024); });
+}
+void tanhAccurate(benchmark::State &s) { curve(s, [](const float *a, float *y) { engine::tanhA24(a, y, 1024); }); }
+void log2Fast(benchmark::State &s) { curve(s, [](const float *a, float *y) { engine::log2Approx(a, y, 1024); }); }
+void log10Accurate(benchmark::State &s) { curve(s, [](const float *a, float *y) { engine::log10A24(a, y, 1024); }); }
+void pow2Fast(benchmark::State &s) { curve(s, [](const float *a, float *y) { engine::pow2Approx(a, y, 1024); }); }
+void expAccurate(benchmark::State &s) { curve(s, [](const float *a, float *y) { engine::expA24(a, y, 1024); }); }
+BENCHMARK(softClip)->Name("soft_clip_1024/ours");
+BENCHMARK(tanhAccurate)->Name("soft_clip_1024/tanhA24");
+BENCHMARK(tanh7)->Name("tanhApprox7_1024/ours");
+BENCHMARK(tanhAccurate)->Name("tanhApprox7_1024/tanhA24");
+BENCHMARK(log2Fast)->Name("log2Approx_1024/ours");
+BENCHMARK(log10Accurate)->Name("log2Approx_1024/log10A24");
+BENCHMARK(pow2Fast)->Name("pow2Approx_1024/ours");
+BENCHMARK(expAccurate)->Name("pow2Approx_1024/expA24");
 BENCHMARK(cpyOurs)->Name("cpy_4096/ours");
 BENCHMARK(cpyPlain)->Name("cpy_4096/plain");
 BENCHMARK(cpyMemcpy)->Name("cpy_4096/memcpy");

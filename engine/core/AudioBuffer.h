@@ -39,6 +39,14 @@ namespace engine {
 
 class AudioBuffer;
 
+/// The accuracy of a transcendental operation: 11, 21 or 24 correct bits. The kernels in
+/// use give the same results for all three; other values select no kernel.
+enum fpu_precision : int {
+  fpuPrecision11Bits = 0,
+  fpuPrecision21Bits = 1,
+  fpuPrecision24Bits = 2,
+};
+
 /// Bytes of sample data for a buffer: frames * channels (in 32 bits) * bytesPerSample,
 /// rounded up to a multiple of 32, cut to 32 bits.
 [[nodiscard]] uint32_t getRequiredBufferSize(uint32_t numFrames, uint32_t numChannels,
@@ -364,6 +372,26 @@ public:
   /// A mono ramp: sample i = start + (i + 4) * increment (a running sum), limited above by
   /// upper, then below by lower; n rounded up to a multiple of 4; frameStride becomes 1.
   void fillWithClippedRamp(float start, float increment, float lower, float upper, uint32_t n);
+
+  // Transcendental operations over the floats the reductions count: in place on the pattern
+  // of a compressed buffer as it stands (the state kept), or To this from a, which declares
+  // this compressed (replicated for this buffer's channels) if a is, else in sample state.
+  // A precision above fpuPrecision24Bits does nothing in place, and in the To forms only
+  // declares the state. log is the natural logarithm.
+#define ENGINE_TRANSCENDENTAL_MEMBER(f)                                                   \
+  void f(fpu_precision p, uint32_t n);                                                   \
+  void f##To(const AudioBuffer &a, fpu_precision p, uint32_t n);
+  ENGINE_TRANSCENDENTAL_MEMBER(exp)
+  ENGINE_TRANSCENDENTAL_MEMBER(log)
+  ENGINE_TRANSCENDENTAL_MEMBER(log10)
+  ENGINE_TRANSCENDENTAL_MEMBER(sin)
+  ENGINE_TRANSCENDENTAL_MEMBER(cos)
+  ENGINE_TRANSCENDENTAL_MEMBER(tan)
+  ENGINE_TRANSCENDENTAL_MEMBER(atan)
+  ENGINE_TRANSCENDENTAL_MEMBER(sinh)
+  ENGINE_TRANSCENDENTAL_MEMBER(cosh)
+  ENGINE_TRANSCENDENTAL_MEMBER(tanh)
+#undef ENGINE_TRANSCENDENTAL_MEMBER
 
   template <int D, int S> void addTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
   template <int D, int S> void subTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);

@@ -1,7 +1,7 @@
 //===- engine/core/AudioBufferReductions.cpp - Whole-buffer measures -------===//
 //
-// Sums, extremes, silence tests and the in-place level conversions of AudioBuffer. The
-// reductions run the free ones over the buffer's floats as one sequence.
+// Sums, extremes, silence tests, the level conversions and the transcendental operations
+// of AudioBuffer: each runs a free function over the buffer's floats as one sequence.
 //
 //===----------------------------------------------------------------------===//
 #include "engine/core/AudioBuffer.h"
@@ -106,5 +106,48 @@ void AudioBuffer::fillWithClippedRamp(float start, float increment, float lower,
   }
   frameStride = 1;
 }
+
+// ---- Transcendental operations.
+
+namespace {
+using Kernel = void (*)(const float *, float *, int);
+struct ByPrecision {
+  Kernel forms[3];
+  Kernel operator[](fpu_precision p) const {
+    return p >= fpuPrecision11Bits && p <= fpuPrecision24Bits ? forms[p] : nullptr;
+  }
+};
+
+void inPlace(AudioBuffer &y, Kernel kernel, uint32_t n) {
+  if (kernel)
+    kernel(y.samples(), y.samples(), static_cast<int>(covered(y, n)));
+}
+
+// The state is declared from a's, whether or not a kernel ran.
+void to(AudioBuffer &y, const AudioBuffer &a, Kernel kernel, uint32_t n) {
+  if (kernel)
+    kernel(a.samples(), y.samples(), static_cast<int>(covered(a, n)));
+  y.afterWrite(a.frameStride == 0);
+}
+} // namespace
+
+#define ENGINE_TRANSCENDENTAL_MEMBER(f, kernel)                                           \
+  void AudioBuffer::f(fpu_precision p, uint32_t n) {                                      \
+    inPlace(*this, ByPrecision{{kernel##A11, kernel##A21, kernel##A24}}[p], n);          \
+  }                                                                                       \
+  void AudioBuffer::f##To(const AudioBuffer &a, fpu_precision p, uint32_t n) {           \
+    to(*this, a, ByPrecision{{kernel##A11, kernel##A21, kernel##A24}}[p], n);            \
+  }
+ENGINE_TRANSCENDENTAL_MEMBER(exp, engine::exp)
+ENGINE_TRANSCENDENTAL_MEMBER(log, engine::ln)
+ENGINE_TRANSCENDENTAL_MEMBER(log10, engine::log10)
+ENGINE_TRANSCENDENTAL_MEMBER(sin, engine::sin)
+ENGINE_TRANSCENDENTAL_MEMBER(cos, engine::cos)
+ENGINE_TRANSCENDENTAL_MEMBER(tan, engine::tan)
+ENGINE_TRANSCENDENTAL_MEMBER(atan, engine::atan)
+ENGINE_TRANSCENDENTAL_MEMBER(sinh, engine::sinh)
+ENGINE_TRANSCENDENTAL_MEMBER(cosh, engine::cosh)
+ENGINE_TRANSCENDENTAL_MEMBER(tanh, engine::tanh)
+#undef ENGINE_TRANSCENDENTAL_MEMBER
 
 } // namespace engine

@@ -148,6 +148,42 @@ void add_scalar(const float *a, float *y, int n);
 [[nodiscard]] float rms(const float *a, int n);
 [[nodiscard]] float rms_unaligned(const float *a, int n);
 
+// Approximations for audio: speed and a clean curve before accuracy. Groups of four floats,
+// (n - 1) / 4 + 1 of them, nothing for n < 1.
+
+/// x limited to [-1.5, 1.5] (the upper limit first: NaN gives 1), then x - 4/27 x^3: slope
+/// 0 and +-1 at the limits.
+void soft_clip(float *y, int n);
+/// The series of tanh to x^7 on x limited to +-1.139, where the polynomial turns: it
+/// saturates at about +-0.7678, monotonic. The scalar form adds its terms in another
+/// order; the last bits may differ.
+void tanhApprox7(float *y, int n);
+[[nodiscard]] float tanhApprox7(float x);
+/// log2 by exponent and a cubic in the mantissa, for positive normal inputs; zero gives
+/// -127, negative inputs nonsense.
+void log2Approx(const float *a, float *y, int n);
+/// 2^x by a cubic in the fraction of x + 127 and the exponent field, with no range check:
+/// meaningful above x = -127, and wrapping the exponent above 128.
+void pow2Approx(const float *a, float *y, int n);
+
+// The library's vector functions by accuracy: y = f(a) over exactly n floats (any
+// alignment), with no check and the status dropped; ln is the natural logarithm.
+#define ENGINE_VECTOR_FUNCTION(f)                                                         \
+  void f##A11(const float *a, float *y, int n);                                          \
+  void f##A21(const float *a, float *y, int n);                                          \
+  void f##A24(const float *a, float *y, int n);
+ENGINE_VECTOR_FUNCTION(cos)
+ENGINE_VECTOR_FUNCTION(sin)
+ENGINE_VECTOR_FUNCTION(tan)
+ENGINE_VECTOR_FUNCTION(atan)
+ENGINE_VECTOR_FUNCTION(cosh)
+ENGINE_VECTOR_FUNCTION(sinh)
+ENGINE_VECTOR_FUNCTION(tanh)
+ENGINE_VECTOR_FUNCTION(exp)
+ENGINE_VECTOR_FUNCTION(ln)
+ENGINE_VECTOR_FUNCTION(log10)
+#undef ENGINE_VECTOR_FUNCTION
+
 } // namespace engine
 
 #endif // ENGINE_CORE_VECTORKERNELS_H

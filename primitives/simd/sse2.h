@@ -128,6 +128,15 @@ static inline vfloat vload2_vf_p_p(const float *p, const float *q) {
 /* Lanes 0 and 1 to p[0] and p[1]. */
 static inline void vstore2_v_p_vf(float *p, vfloat v) { _mm_storel_pi((__m64 *)p, v); }
 
+/* The lanes' bits as integers and back, and logical shifts of 32-bit lanes. */
+static inline vint vreinterpret_vi_vf(vfloat x) { return _mm_castps_si128(x); }
+static inline vfloat vreinterpret_vf_vi(vint x) { return _mm_castsi128_ps(x); }
+static inline vint vsrl_vi_vi_i(vint x, int bits) { return _mm_srli_epi32(x, bits); }
+static inline vint vsll_vi_vi_i(vint x, int bits) { return _mm_slli_epi32(x, bits); }
+static inline vint vcast_vi_i(int32_t i) { return _mm_set1_epi32(i); }
+static inline vint vand_vi_vi_vi(vint x, vint y) { return _mm_and_si128(x, y); }
+static inline vint vor_vi_vi_vi(vint x, vint y) { return _mm_or_si128(x, y); }
+
 #ifdef __cplusplus
 }
 #endif

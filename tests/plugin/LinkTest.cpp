@@ -86,6 +86,9 @@ TEST(Link, AudioBufferKernelsAndFormatsThroughThePlugin) {
   (mixed->*byMono)(*stereo, *a, 16);
   EXPECT_EQ(mixed->frameStride, 2u);
   EXPECT_EQ(mixed->getRawDataForReading()[17], 0.5f);
+  EXPECT_EQ(mixed->maxabs(16), 0.9375f);
+  mixed->exp(engine::fpuPrecision24Bits, 16);
+  EXPECT_EQ(engine::sum(mixed->getRawDataForReading(), 2), 2.0f);
   for (engine::AudioBuffer *buffer : {a, b, c, stereo, mixed})
     std::free(buffer);
 }
