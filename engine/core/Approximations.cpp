@@ -6,6 +6,7 @@
 //===----------------------------------------------------------------------===//
 #include "engine/core/VectorKernels.h"
 
+#include "primitives/FloatBits.h"
 #include "primitives/simd/sse2.h"
 #include "primitives/vecmath/vecmath.h"
 
@@ -15,13 +16,9 @@
 namespace engine {
 namespace {
 
-using std::size_t;
+using primitives::floatOf;
 
-float floatOf(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, sizeof f);
-  return f;
-}
+using std::size_t;
 
 // Calls group(i) for each group of four floats that n asks for.
 template <class Group> void forFours(int n, Group group) {

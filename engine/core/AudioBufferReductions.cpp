@@ -7,6 +7,7 @@
 #include "engine/core/AudioBuffer.h"
 #include "engine/core/VectorKernels.h"
 
+#include "primitives/FloatBits.h"
 #include "primitives/simd/sse2.h"
 #include "primitives/vecmath/vecmath.h"
 
@@ -16,11 +17,7 @@
 namespace engine {
 namespace {
 
-float floatOf(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, sizeof f);
-  return f;
-}
+using primitives::floatOf;
 
 // 1.5259e-05, just above 2^-16: about -96.3 dB.
 const float QuietLevel = floatOf(0x37800074u);

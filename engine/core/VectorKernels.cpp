@@ -136,6 +136,7 @@ struct Copy {
 };
 struct Abs {
   vfloat v(vfloat a) const { return vabs_vf_vf(a); }
+  float s(float a) const { return std::fabs(a); }
 };
 // The lower bound first: max gives its second operand, lo, for a NaN lane.
 struct Limit {
@@ -439,19 +440,6 @@ void add_scalar(const float *a, float *y, int n) {
 
 namespace {
 
-struct Plain {
-  vfloat v(vfloat x) const { return x; }
-  float s(float x) const { return x; }
-};
-struct Magnitude {
-  vfloat v(vfloat x) const { return vabs_vf_vf(x); }
-  float s(float x) const { return std::fabs(x); }
-};
-struct Squared {
-  vfloat v(vfloat x) const { return vmul_vf_vf_vf(x, x); }
-  float s(float x) const { return x * x; }
-};
-
 // Four lanes take op(acc, in(x)) over the first n & ~3 floats; lanes 2 and 3 are folded onto
 // 0 and 1, lane 1 onto lane 0; the last one to three floats follow in order.
 template <bool Aligned, class Op, class In> float reduce(const float *a, int n, float start, Op op, In in) {
@@ -475,19 +463,19 @@ constexpr float Infinity = std::numeric_limits<float>::infinity();
 template <bool Aligned> float rootMeanSquare(const float *a, int n) {
   if (n <= 0)
     return std::numeric_limits<float>::quiet_NaN();
-  return std::sqrt(reduce<Aligned>(a, n, 0.0f, Add(), Squared()) / static_cast<float>(n));
+  return std::sqrt(reduce<Aligned>(a, n, 0.0f, Add(), Square()) / static_cast<float>(n));
 }
 
 } // namespace
 
-float sum(const float *a, int n) { return reduce<true>(a, n, 0.0f, Add(), Plain()); }
-float sumabs(const float *a, int n) { return reduce<true>(a, n, 0.0f, Add(), Magnitude()); }
-float sumabs_unaligned(const float *a, int n) { return reduce<false>(a, n, 0.0f, Add(), Magnitude()); }
-float max(const float *a, int n) { return reduce<true>(a, n, -Infinity, Max(), Plain()); }
-float max_unaligned(const float *a, int n) { return reduce<false>(a, n, -Infinity, Max(), Plain()); }
-float min(const float *a, int n) { return reduce<true>(a, n, Infinity, Min(), Plain()); }
-float maxabs(const float *a, int n) { return reduce<true>(a, n, 0.0f, Max(), Magnitude()); }
-float minabs(const float *a, int n) { return reduce<true>(a, n, Infinity, Min(), Magnitude()); }
+float sum(const float *a, int n) { return reduce<true>(a, n, 0.0f, Add(), Copy()); }
+float sumabs(const float *a, int n) { return reduce<true>(a, n, 0.0f, Add(), Abs()); }
+float sumabs_unaligned(const float *a, int n) { return reduce<false>(a, n, 0.0f, Add(), Abs()); }
+float max(const float *a, int n) { return reduce<true>(a, n, -Infinity, Max(), Copy()); }
+float max_unaligned(const float *a, int n) { return reduce<false>(a, n, -Infinity, Max(), Copy()); }
+float min(const float *a, int n) { return reduce<true>(a, n, Infinity, Min(), Copy()); }
+float maxabs(const float *a, int n) { return reduce<true>(a, n, 0.0f, Max(), Abs()); }
+float minabs(const float *a, int n) { return reduce<true>(a, n, Infinity, Min(), Abs()); }
 
 float rms(const float *a, int n) { return rootMeanSquare<true>(a, n); }
 float rms_unaligned(const float *a, int n) { return rootMeanSquare<false>(a, n); }

@@ -12,6 +12,7 @@
 #ifndef PRIMITIVES_VECMATH_KERNELS_H
 #define PRIMITIVES_VECMATH_KERNELS_H
 
+#include "primitives/FloatBits.h"
 #include "primitives/status.h"
 #include "primitives/vecmath/vecmath.h"
 
@@ -96,27 +97,6 @@ VECMATH_INLINE bool vectorBlock(const float *src, float *dst) {
   _mm_storeu_ps(dst, Vector(a));
   _mm_storeu_ps(dst + 4, Vector(b));
   return true;
-}
-
-inline uint32_t bitsOf(float x) {
-  uint32_t u;
-  std::memcpy(&u, &x, sizeof u);
-  return u;
-}
-inline float floatOf(uint32_t u) {
-  float x;
-  std::memcpy(&x, &u, sizeof x);
-  return x;
-}
-inline uint64_t bitsOf(double x) {
-  uint64_t u;
-  std::memcpy(&u, &x, sizeof u);
-  return u;
-}
-inline double doubleOf(uint64_t u) {
-  double x;
-  std::memcpy(&x, &u, sizeof x);
-  return x;
 }
 
 /// Constants for vector code, laid out so that the compiler folds them into memory

@@ -2,23 +2,11 @@
 #ifndef TESTS_SUPPORT_BITS_H
 #define TESTS_SUPPORT_BITS_H
 
-#include <cstdint>
-#include <cstring>
+#include "primitives/FloatBits.h"
 
 namespace testsupport {
-
-inline uint32_t bitsOf(float x) {
-  uint32_t u;
-  std::memcpy(&u, &x, sizeof u);
-  return u;
-}
-
-inline float floatOf(uint32_t u) {
-  float f;
-  std::memcpy(&f, &u, sizeof f);
-  return f;
-}
-
+using primitives::bitsOf;
+using primitives::floatOf;
 } // namespace testsupport
 
 #endif // TESTS_SUPPORT_BITS_H
