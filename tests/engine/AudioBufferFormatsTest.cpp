@@ -20,14 +20,7 @@ namespace {
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
 BufferPtr filled(uint32_t channels, std::vector<float> v, bool compressed = false) {
-  BufferPtr b(AudioBuffer::create(64, channels));
-  std::copy(v.begin(), v.end(), b->samples());
-  b->afterWrite(compressed);
-  return b;
-}
-
-std::vector<float> first(const AudioBuffer &b, std::size_t n) {
-  return std::vector<float>(b.samples(), b.samples() + n);
+  return testsupport::bufferOf(channels, v, compressed);
 }
 
 // 24-bit little-endian samples back to integers.
@@ -90,15 +83,15 @@ TEST(AudioBufferFormats, ImportsAndTheInt24Layout) {
   BufferPtr b(AudioBuffer::create(8, 2));
   const short pcm16[] = {-32768, 32767, 0, 1};
   b->fromInterleavedInt16Data(pcm16, 2, 2, Stereo);
-  EXPECT_EQ(first(*b, 4), (std::vector<float>{-1.0f, 32767.0f / 32768, 0, 1.0f / 32768}));
+  EXPECT_EQ(testsupport::floats(*b, 4), (std::vector<float>{-1.0f, 32767.0f / 32768, 0, 1.0f / 32768}));
   const int pcm32[] = {std::numeric_limits<int>::min(), 1 << 30, 1, -1};
   b->fromInterleavedInt32Data(pcm32, 2, 2, Stereo);
-  EXPECT_EQ(first(*b, 4), (std::vector<float>{-1.0f, 0.5f, 0x1p-31f, -0x1p-31f}));
+  EXPECT_EQ(testsupport::floats(*b, 4), (std::vector<float>{-1.0f, 0.5f, 0x1p-31f, -0x1p-31f}));
   const char pcm24[] = {'\xFF', '\xFF', '\x7F', '\x00', '\x00', '\x80', '\x00', '\x01', '\x00', '\xFF', '\xFF', '\xFF'};
   const int swapped[] = {1, 0};
   b->fromInterleavedInt24Data(pcm24, 2, 5, swapped);
   EXPECT_EQ(b->frameStride, 2u);
-  EXPECT_EQ(first(*b, 4), (std::vector<float>{8388607 * 0x1p-23f, -1.0f, 256 * 0x1p-23f, -0x1p-23f}));
+  EXPECT_EQ(testsupport::floats(*b, 4), (std::vector<float>{8388607 * 0x1p-23f, -1.0f, 256 * 0x1p-23f, -0x1p-23f}));
 }
 
 // A foreign frame wider than the buffer: the gather picks its positions, the scatter leaves
@@ -110,7 +103,7 @@ TEST(AudioBufferFormats, ChannelMaps) {
   const int picked[] = {4, 5};
   BufferPtr b(AudioBuffer::create(8, 2));
   b->fromInterleavedFloat32Data(wide.data(), 4, 6, picked);
-  EXPECT_EQ(first(*b, 8), (std::vector<float>{4 / 32.f, 5 / 32.f, 10 / 32.f, 11 / 32.f, 16 / 32.f,
+  EXPECT_EQ(testsupport::floats(*b, 8), (std::vector<float>{4 / 32.f, 5 / 32.f, 10 / 32.f, 11 / 32.f, 16 / 32.f,
                                                17 / 32.f, 22 / 32.f, 23 / 32.f}));
   std::vector<float> out(24, -1.0f);
   b->toInterleavedFloat32Data(out.data(), 4, 6, picked, false);
@@ -183,14 +176,14 @@ TEST(AudioBufferFormats, ChannelArrays) {
   const float *channels[] = {left, right};
   BufferPtr b(AudioBuffer::create(8, 2));
   EXPECT_EQ(b->fromChannelArrayWithMaxAsOutput(channels, 6), 6.0f);
-  EXPECT_EQ(first(*b, 12), (std::vector<float>{1, -1, 2, -2, 3, -3, 4, -4, 5, -5, 6, -6}));
+  EXPECT_EQ(testsupport::floats(*b, 12), (std::vector<float>{1, -1, 2, -2, 3, -3, 4, -4, 5, -5, 6, -6}));
   EXPECT_EQ(b->frameStride, 2u);
 
   alignas(16) float quiet[8] = {0, 0, 0.5f, 0.25f, 0, 0, 0, 0.75f}, zeros[8] = {};
   const float *oddity[] = {quiet, zeros};
   b->fromChannelArrayWithRangeCheck(oddity, 8);
   EXPECT_EQ(b->frameStride, 0u);
-  EXPECT_EQ(first(*b, 8), std::vector<float>(8, 0.0f));
+  EXPECT_EQ(testsupport::floats(*b, 8), std::vector<float>(8, 0.0f));
   EXPECT_EQ(b->fromChannelArrayWithMaxAsOutput(oddity, 8), 0.75f);
   zeros[3] = -0.125f; // a negative sample anywhere is seen
   b->fromChannelArrayWithRangeCheck(oddity, 8);
@@ -212,15 +205,15 @@ TEST(AudioBufferFormats, StereoToMonoAndBack) {
   BufferPtr mono(AudioBuffer::create(8, 1)), stereo(AudioBuffer::create(8, 2));
   mono->fromStereoToMono(*filled(2, {1.0f, 0.5f}, true), 8);
   EXPECT_EQ(mono->frameStride, 0u);
-  EXPECT_EQ(first(*mono, 8), std::vector<float>(8, 0.75f));
+  EXPECT_EQ(testsupport::floats(*mono, 8), std::vector<float>(8, 0.75f));
   mono->fromStereoToMono(*filled(2, {1, 3, 2, 4, -1, 1, 8, 0, 5, 5}), 5);
   EXPECT_EQ(mono->frameStride, 1u);
-  EXPECT_EQ(first(*mono, 5), (std::vector<float>{2, 3, 0, 4, 5}));
+  EXPECT_EQ(testsupport::floats(*mono, 5), (std::vector<float>{2, 3, 0, 4, 5}));
 
   stereo->fromMonoToStereo(*filled(1, {0.5f}, true), 8);
   EXPECT_EQ(stereo->frameStride, 0u);
-  EXPECT_EQ(first(*stereo, 8), std::vector<float>(8, 0.5f));
+  EXPECT_EQ(testsupport::floats(*stereo, 8), std::vector<float>(8, 0.5f));
   stereo->fromMonoToStereo(*filled(1, {1, 2, 3, 4, 5}), 5);
   EXPECT_EQ(stereo->frameStride, 2u);
-  EXPECT_EQ(first(*stereo, 10), (std::vector<float>{1, 1, 2, 2, 3, 3, 4, 4, 5, 5}));
+  EXPECT_EQ(testsupport::floats(*stereo, 10), (std::vector<float>{1, 1, 2, 2, 3, 3, 4, 4, 5, 5}));
 }

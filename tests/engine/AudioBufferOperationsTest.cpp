@@ -250,13 +250,8 @@ TEST(AudioBufferOperations, InPlaceAndScalarMembersFollowTheModel) {
 
 namespace {
 BufferPtr pattern(uint32_t channels, std::vector<float> values, bool compressed) {
-  BufferPtr b = makeBuffer(64, channels);
-  std::fill_n(b->samples(), 64, 99.0f);
-  std::copy(values.begin(), values.end(), b->samples());
-  b->afterWrite(compressed);
-  return b;
+  return testsupport::bufferOf(channels, values, compressed, 99.0f);
 }
-std::vector<float> first(const AudioBuffer &b, size_t n) { return {b.samples(), b.samples() + n}; }
 } // namespace
 
 // Stereo by mono: the channel forms <2, 1>, the mono mix of mulTo and mul, addScalar.
@@ -298,41 +293,41 @@ TEST(AudioBufferOperations, StereoByMono) {
   BufferPtr y = makeBuffer(64, 2), silent = pattern(1, {0.0f}, true), a = pattern(2, stereo, false);
   y->mulTo<2, 1>(*a, *silent, Frames);
   EXPECT_EQ(y->frameStride, 0u);
-  EXPECT_EQ(first(*y, 8), std::vector<float>(8, 0.0f));
+  EXPECT_EQ(testsupport::floats(*y, 8), std::vector<float>(8, 0.0f));
   y->addTo<2, 1>(*a, *silent, Frames);
   EXPECT_EQ(y->frameStride, 2u);
-  EXPECT_EQ(first(*y, 10), stereo);
+  EXPECT_EQ(testsupport::floats(*y, 10), stereo);
   // Above two channels the mix gives up, leaving the samples as they were.
   BufferPtr four = pattern(4, std::vector<float>(32, 9.0f), false);
   four->mulTo(*a, *pattern(1, mono, false), Frames);
-  EXPECT_EQ(first(*four, 32), std::vector<float>(32, 9.0f));
+  EXPECT_EQ(testsupport::floats(*four, 32), std::vector<float>(32, 9.0f));
 }
 
 // The cases the family's users meet first.
 TEST(AudioBufferOperations, WorkedCases) {
   BufferPtr y = makeBuffer(64, 2);
   y->addTo(*pattern(2, {1, 2}, true), *pattern(2, {10, 20}, true), Frames);
-  EXPECT_EQ(first(*y, 8), (std::vector<float>{11, 22, 11, 22, 11, 22, 11, 22}));
+  EXPECT_EQ(testsupport::floats(*y, 8), (std::vector<float>{11, 22, 11, 22, 11, 22, 11, 22}));
   BufferPtr s = pattern(2, {1, 2}, true);
   s->subSelf(3.0f, Frames);
-  EXPECT_EQ(first(*s, 8), (std::vector<float>{2, 1, 2, 1, 2, 1, 2, 1}));
+  EXPECT_EQ(testsupport::floats(*s, 8), (std::vector<float>{2, 1, 2, 1, 2, 1, 2, 1}));
   // A mask from greaterThan selects, and all-compressed operands keep the result so.
   BufferPtr m = makeBuffer(64, 2), sel = makeBuffer(64, 2);
   m->greaterThan(*pattern(2, {5, NaN}, true), *pattern(2, {1, 1}, true), Frames);
   sel->SELECTTo(*pattern(2, {-1, -1}, true), *pattern(2, {7, 7}, true), *m, Frames);
   EXPECT_EQ(sel->frameStride, 0u);
-  EXPECT_EQ(first(*sel, 4), (std::vector<float>{7, -1, 7, -1}));
+  EXPECT_EQ(testsupport::floats(*sel, 4), (std::vector<float>{7, -1, 7, -1}));
   // The <1, 1> and <2, 2> forms never give up; <1, 1> fills eight floats from lane 0.
   BufferPtr mono = makeBuffer(64, 1);
   mono->maxTo<1, 1>(*pattern(1, {3}, true), *pattern(1, {4}, true), Frames);
-  EXPECT_EQ(first(*mono, 8), std::vector<float>(8, 4.0f));
+  EXPECT_EQ(testsupport::floats(*mono, 8), std::vector<float>(8, 4.0f));
   BufferPtr pairs = makeBuffer(64, 3); // the template's channels decide, not this buffer's
   pairs->subTo<2, 2>(*pattern(2, {5, 6}, true), *pattern(2, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, false), Frames);
   EXPECT_EQ(pairs->frameStride, 2u);
-  EXPECT_EQ(first(*pairs, 4), (std::vector<float>{4, 4, 2, 2}));
+  EXPECT_EQ(testsupport::floats(*pairs, 4), (std::vector<float>{4, 4, 2, 2}));
   BufferPtr acc = pattern(2, {1, 1}, true);
   acc->madd<2, 1>(*pattern(2, {2, 3}, true), *pattern(1, {10}, true), Frames);
-  EXPECT_EQ(first(*acc, 4), (std::vector<float>{21, 31, 21, 31}));
+  EXPECT_EQ(testsupport::floats(*acc, 4), (std::vector<float>{21, 31, 21, 31}));
 
   // An exponent without a form is reported and changes nothing.
   BufferPtr p = pattern(1, {2, 3, 4, 5, 6}, false);
@@ -340,7 +335,7 @@ TEST(AudioBufferOperations, WorkedCases) {
   p->powerOf(5, Frames);
   const std::string report = testing::internal::GetCapturedStderr();
   EXPECT_NE(report.find("Not implemented"), std::string::npos) << report;
-  EXPECT_EQ(first(*p, 5), (std::vector<float>{2, 3, 4, 5, 6}));
+  EXPECT_EQ(testsupport::floats(*p, 5), (std::vector<float>{2, 3, 4, 5, 6}));
   // The estimates: within their bound, not to the bit.
   BufferPtr r = pattern(1, {0.3f, 7.5f, 1e-3f, 123456.0f, 2.0f}, false);
   BufferPtr q = makeBuffer(64, 1);

@@ -19,11 +19,7 @@ namespace {
 const float Inf = std::numeric_limits<float>::infinity();
 
 BufferPtr filled(uint32_t channels, std::vector<float> v, bool compressed) {
-  BufferPtr b = makeBuffer(64, channels);
-  std::fill_n(b->samples(), 64, 0.0f);
-  std::copy(v.begin(), v.end(), b->samples());
-  b->afterWrite(compressed);
-  return b;
+  return testsupport::bufferOf(channels, v, compressed);
 }
 } // namespace
 

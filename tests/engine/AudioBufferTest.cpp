@@ -22,16 +22,8 @@ namespace {
 const float NaN = std::numeric_limits<float>::quiet_NaN();
 
 // A compressed buffer whose pattern is the given floats and whose stale samples are 7.
-BufferPtr compressed(uint32_t channels, std::vector<float> pattern, uint32_t frames = 16) {
-  BufferPtr b = makeBuffer(frames, channels);
-  std::fill_n(b->samples(), frames * channels, 7.0f);
-  std::copy(pattern.begin(), pattern.end(), b->samples());
-  b->afterWrite(true);
-  return b;
-}
-
-std::vector<float> firstFloats(const AudioBuffer &b, int count) {
-  return std::vector<float>(b.samples(), b.samples() + count);
+BufferPtr compressed(uint32_t channels, std::vector<float> pattern) {
+  return testsupport::bufferOf(channels, pattern, true, 7.0f, 16);
 }
 
 } // namespace
@@ -54,7 +46,7 @@ TEST(AudioBuffer, CreationClearsThePatternOrItsFirstHalf) {
   for (uint32_t frames : {0u, 1u, 100u}) {
     BufferPtr b = makeBuffer(frames, 1);
     EXPECT_EQ(b->frameStride, 0u);
-    EXPECT_EQ(firstFloats(*b, 8), std::vector<float>(8, 0.0f));
+    EXPECT_EQ(testsupport::floats(*b, 8), std::vector<float>(8, 0.0f));
     EXPECT_TRUE(b->compressedValueEquals(0.0f));
   }
   // createOnStack and the constructor on dirty memory clear only the first 16 bytes.
@@ -62,7 +54,7 @@ TEST(AudioBuffer, CreationClearsThePatternOrItsFirstHalf) {
   std::memset(memory, 0x41, sizeof memory); // 0x41414141 is 12.078431f
   AudioBuffer *b = AudioBuffer::createOnStack(8, 1, memory);
   EXPECT_EQ(b->bytesPerSample, 4u);
-  EXPECT_EQ(firstFloats(*b, 8),
+  EXPECT_EQ(testsupport::floats(*b, 8),
             (std::vector<float>{0, 0, 0, 0, 12.078431f, 12.078431f, 12.078431f, 12.078431f}));
   EXPECT_FALSE(b->isBufferStateValid());
 
@@ -70,7 +62,7 @@ TEST(AudioBuffer, CreationClearsThePatternOrItsFirstHalf) {
   BufferPtr source = compressed(2, {0.5f, -0.5f});
   const AudioBuffer copy(*source);
   EXPECT_EQ(copy.numChannels + copy.numFrames + copy.bytesPerSample + copy.frameStride, 0u);
-  EXPECT_EQ(firstFloats(copy, 4), std::vector<float>(4, 0.0f));
+  EXPECT_EQ(testsupport::floats(copy, 4), std::vector<float>(4, 0.0f));
 
   BufferPtr wide(AudioBuffer::create64(4, 2));
   EXPECT_EQ(wide->bytesPerSample, 8u);
@@ -82,11 +74,11 @@ TEST(AudioBuffer, DeclaringWrites) {
   BufferPtr b = makeBuffer(16, 4);
   std::fill_n(b->samples(), 8, 9.0f);
   b->afterCompressedWrite<4>(v); // the caller computed floats 0 to 3 in place
-  EXPECT_EQ(firstFloats(*b, 8), (std::vector<float>{9, 9, 9, 9, 1, 2, 3, 4}));
+  EXPECT_EQ(testsupport::floats(*b, 8), (std::vector<float>{9, 9, 9, 9, 1, 2, 3, 4}));
   b->afterCompressedWrite<2>(v);
-  EXPECT_EQ(firstFloats(*b, 8), (std::vector<float>{1, 2, 1, 2, 1, 2, 1, 2}));
+  EXPECT_EQ(testsupport::floats(*b, 8), (std::vector<float>{1, 2, 1, 2, 1, 2, 1, 2}));
   b->afterCompressedWrite<1>(v);
-  EXPECT_EQ(firstFloats(*b, 8), std::vector<float>(8, 1.0f));
+  EXPECT_EQ(testsupport::floats(*b, 8), std::vector<float>(8, 1.0f));
   EXPECT_EQ(b->frameStride, 0u);
   b->afterFullWrite<2>();
   EXPECT_EQ(b->frameStride, 2u);
@@ -106,14 +98,14 @@ TEST(AudioBuffer, DeclaringWrites) {
     EXPECT_EQ(x->frameStride, c.channels);
     x->afterWrite(true);
     EXPECT_EQ(x->frameStride, 0u);
-    EXPECT_EQ(firstFloats(*x, 8), c.after) << c.channels;
+    EXPECT_EQ(testsupport::floats(*x, 8), c.after) << c.channels;
     EXPECT_TRUE(x->isBufferStateValid());
   }
 
   BufferPtr s = compressed(2, {3.0f, 4.0f});
   s->setUncompressedValue(0.5f, 3);
   EXPECT_EQ(s->frameStride, 2u);
-  EXPECT_EQ(firstFloats(*s, 7), (std::vector<float>{.5f, .5f, .5f, .5f, .5f, .5f, 3}));
+  EXPECT_EQ(testsupport::floats(*s, 7), (std::vector<float>{.5f, .5f, .5f, .5f, .5f, .5f, 3}));
 
   // A writer is a snapshot of channel 0.
   const engine::AudioBufferWriter w = compressed(2, {0.25f, 0.5f})->writer();
@@ -134,7 +126,7 @@ TEST(AudioBuffer, BulkMoves) {
   EXPECT_EQ(b->frameStride, 1u);
   EXPECT_EQ(b->samples()[0], 0.0f);
   b->importFromFloatPtr(source, 5);
-  EXPECT_EQ(firstFloats(*b, 9), (std::vector<float>{1, 2, 3, 4, 5, 6, 7, 8, 7}));
+  EXPECT_EQ(testsupport::floats(*b, 9), (std::vector<float>{1, 2, 3, 4, 5, 6, 7, 8, 7}));
 
   alignas(16) float out[16];
   std::fill_n(out, 16, -1.0f);
@@ -146,10 +138,10 @@ TEST(AudioBuffer, BulkMoves) {
   BufferPtr d = makeBuffer(16, 2);
   d->copyTo(*compressed(2, {0.25f, 0.5f}), 16);
   EXPECT_EQ(d->frameStride, 0u);
-  EXPECT_EQ(firstFloats(*d, 8), (std::vector<float>{.25f, .5f, .25f, .5f, .25f, .5f, .25f, .5f}));
+  EXPECT_EQ(testsupport::floats(*d, 8), (std::vector<float>{.25f, .5f, .25f, .5f, .25f, .5f, .25f, .5f}));
   d->copyTo(*b, 4);
   EXPECT_EQ(d->frameStride, 2u);
-  EXPECT_EQ(firstFloats(*d, 8), (std::vector<float>{1, 2, 3, 4, 5, 6, 7, 8}));
+  EXPECT_EQ(testsupport::floats(*d, 8), (std::vector<float>{1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
 TEST(AudioBuffer, ClearChannel) {
@@ -164,12 +156,12 @@ TEST(AudioBuffer, ClearChannel) {
   BufferPtr c = compressed(2, {1.0f, 2.0f});
   c->clearChannel(1, 0, 2);
   EXPECT_EQ(c->frameStride, 0u);
-  EXPECT_EQ(firstFloats(*c, 8), (std::vector<float>{1, 0, 1, 0, 1, 2, 1, 2}));
+  EXPECT_EQ(testsupport::floats(*c, 8), (std::vector<float>{1, 0, 1, 0, 1, 2, 1, 2}));
   c->clearChannel(2, 0, 4);  // no such channel
   c->clearChannel(-1, 0, 4); // compared unsigned
   c->clearChannel(0, 3, 3);  // empty range
   c->clearChannel(0, -5, 1); // frames before the first are not the buffer's
-  EXPECT_EQ(firstFloats(*c, 8), (std::vector<float>{0, 0, 1, 0, 1, 2, 1, 2}));
+  EXPECT_EQ(testsupport::floats(*c, 8), (std::vector<float>{0, 0, 1, 0, 1, 2, 1, 2}));
   EXPECT_EQ(c->numChannels, 2u);
 }
 
@@ -252,7 +244,7 @@ TEST(SampleDelayBlocks, CompressedInputAndSilence) {
   for (int i = 0; i < 2; ++i)
     delay.process(*compressed(2, {0.25f, -0.5f}), *out, 4);
   EXPECT_EQ(out->frameStride, 2u);
-  EXPECT_EQ(firstFloats(*out, 8),
+  EXPECT_EQ(testsupport::floats(*out, 8),
             (std::vector<float>{.25f, -.5f, .25f, -.5f, .25f, -.5f, .25f, -.5f}));
 
   // Silence for three frames, while they are stored all the same.
@@ -265,8 +257,8 @@ TEST(SampleDelayBlocks, CompressedInputAndSilence) {
     x[i] = static_cast<float>(i + 1);
   mono.process(*in, *o, 8);
   EXPECT_EQ(mono.timeToSilence(), 0u);
-  EXPECT_EQ(firstFloats(*o, 8), (std::vector<float>{0, 0, 0, 2, 3, 4, 5, 6}));
-  EXPECT_EQ(std::vector<float>(mono.buffer(), mono.buffer() + 8), firstFloats(*in, 8));
+  EXPECT_EQ(testsupport::floats(*o, 8), (std::vector<float>{0, 0, 0, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(std::vector<float>(mono.buffer(), mono.buffer() + 8), testsupport::floats(*in, 8));
 }
 
 TEST(SampleDataBridge, FromAudioBufferReadsThroughTheStride) {

@@ -42,17 +42,10 @@ std::vector<float> ramp(int count, float start, float step) {
 bool same(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b); }
 
 BufferPtr constant(float v, uint32_t channels = 1) {
-  BufferPtr b(AudioBuffer::create(16, channels));
-  std::fill_n(b->samples(), 8, v);
-  b->afterWrite(true);
-  return b;
+  return testsupport::bufferOf(channels, std::vector<float>(8, v), true, 0.0f, 16);
 }
 
-BufferPtr samples(std::vector<float> v) {
-  BufferPtr b(AudioBuffer::create(16, 1));
-  std::copy(v.begin(), v.end(), b->getRawDataAndSetUncompressed());
-  return b;
-}
+BufferPtr samples(std::vector<float> v) { return testsupport::bufferOf(1, v, false, 0.0f, 16); }
 
 } // namespace
 
