@@ -128,7 +128,7 @@ template <class Step> void scalar(AudioBuffer &y, Operand a, uint32_t n, Step st
 // The <2, 1> walk: each stereo frame of the stereo operands with the mono operand's sample of
 // that frame in both lanes, two frames at a time after an odd one; every operand moves by
 // its own frameStride per frame, so a compressed one re-reads its value. The usual strides
-// (2 for stereo, 1 for mono, 0 when compressed) load whole vectors.
+// of sample buffers (2 for stereo, 1 for mono) load whole vectors.
 template <bool Usual> struct Frames2 {
   const float *p;
   uint32_t stride;
