@@ -33,4 +33,10 @@ void assertionFailed(const std::string &condition, const std::string &message,
       ::base::core::assertionFailed(#condition, (message), __FILE__, __LINE__);          \
   } while (0)
 
+// The constant condition "false" with a prefixed message; neither ends the process.
+/// A system call that must not fail has failed.
+#define BASE_FATAL_STATE(text) BASE_ASSERT(false, std::string("Fatal state: ") + (text))
+/// A value is outside its enumeration.
+#define BASE_ILLEGAL_STATE(text) BASE_ASSERT(false, std::string("Illegal state: ") + (text))
+
 #endif // BASE_CORE_DEBUG_H

@@ -7,10 +7,24 @@
 #ifndef BASE_CORE_PLATFORM_H
 #define BASE_CORE_PLATFORM_H
 
+#include <pthread.h>
+#include <ctime>
+
 namespace base::core {
 
 /// The id of this process.
 [[nodiscard]] int currentProcessId() noexcept;
+
+/// The processor's spin-wait hint, once.
+void pauseProcessor() noexcept;
+
+/// The absolute time, on the clock the condition variables wait on (CLOCK_MONOTONIC),
+/// that lies `relative` after now: relative waits become waits for a deadline.
+[[nodiscard]] timespec deadlineAfter(const timespec &relative) noexcept;
+
+/// Makes the condition variables created with `attributes` time their waits on the clock
+/// of deadlineAfter.
+void useDeadlineClock(pthread_condattr_t &attributes) noexcept;
 
 } // namespace base::core
 
