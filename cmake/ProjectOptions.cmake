@@ -15,4 +15,10 @@ if(ENABLE_ASAN_UBSAN)
   target_link_options(project_options INTERFACE ${sanitizer_flags})
 endif()
 
+if(ENABLE_TSAN)
+  set(tsan_flags -fsanitize=thread -fno-omit-frame-pointer)
+  target_compile_options(project_options INTERFACE ${tsan_flags})
+  target_link_options(project_options INTERFACE ${tsan_flags})
+endif()
+
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
