@@ -100,14 +100,33 @@ StringBuilder &StringBuilder::append(const void *data, int byteCount,
   makeRoom(byteCount / encoding->getMinCharSizeInBytes());
   if (encoding == &gUTF8) {
     // UTF-8 decoded in place, exactly as UTF8Encoding::readChar reads it from a stream.
+    // Every byte gives at most one Char, so the room made above holds them all.
     const auto *next = static_cast<const unsigned char *>(data);
     const unsigned char *end = next + byteCount;
-    while (next != end) {
-      const Char c = *next < 0x80 ? Char(*next++) : UTF8Encoding::decode(next, end);
-      if (c.code() == 0)
-        break;
-      append(c);
+    Char *out = getBuffer() + _length;
+    try {
+      while (next != end) {
+        Char c;
+        if (*next < 0x80) {
+          c = Char(*next++);
+        } else if ((*next & 0xE0) == 0xC0 && end - next >= 2 && (next[1] & 0xC0) == 0x80) {
+          // Two-byte sequences inline; everything else, failures included, by decode().
+          c = Char((next[0] & 0x1Fu) << 6 | (next[1] & 0x3Fu));
+          next += 2;
+        } else {
+          c = UTF8Encoding::decode(next, end);
+        }
+        if (c.code() == 0)
+          break;
+        *out++ = c;
+      }
+    } catch (...) {
+      _length = static_cast<int32_t>(out - getBuffer());
+      setTerminatingZero();
+      throw;
     }
+    _length = static_cast<int32_t>(out - getBuffer());
+    setTerminatingZero();
     return *this;
   }
   MemoryInputStream stream(static_cast<const unsigned char *>(data),

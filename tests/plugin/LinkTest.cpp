@@ -4,6 +4,10 @@
 // program links against nothing else of ours and uses each layer through it.
 //
 //===----------------------------------------------------------------------===//
+#include "base/core/Exception.h"
+#include "base/core/MemoryStreams.h"
+#include "base/core/StringBuilder.h"
+#include "base/core/TextEncoding.h"
 #include "engine/core/AudioBuffer.h"
 #include "engine/core/VectorKernels.h"
 #include "engine/core/dsp/Conversions.h"
@@ -91,4 +95,23 @@ TEST(Link, AudioBufferKernelsAndFormatsThroughThePlugin) {
   EXPECT_EQ(engine::sum(mixed->getRawDataForReading(), 2), 2.0f);
   for (engine::AudioBuffer *buffer : {a, b, c, stereo, mixed})
     std::free(buffer);
+}
+
+// Text, counted objects and exceptions cross the module's boundary: a handler here
+// catches what the plug-in's code throws.
+TEST(Link, CoreTextAndExceptionsThroughThePlugin) {
+  using namespace base::core;
+  const String text(StringBuilder("x = ") + 42 + " " + 0.5);
+  EXPECT_EQ(text, "x = 42 0.5");
+  EXPECT_EQ(text.substring(4, 6).asInt32(10), 42);
+  try {
+    (void)String("4x").asUInt32(10);
+    ADD_FAILURE() << "parsed";
+  } catch (const Exception &e) {
+    EXPECT_EQ(e.getMessage(), "Invalid number: 4x");
+  }
+  const unsigned char bytes[] = {0x00, 'h', 0xD8, 0x3D, 0xDE, 0x00};
+  SmartPtr<InputStream> stream(new MemoryInputStream(bytes, sizeof bytes, &gUTF16BE));
+  EXPECT_EQ(stream->readString(-1).getLength(), 2u);
+  EXPECT_THROW(stream->readByte(), EOSException);
 }
