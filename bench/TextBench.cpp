@@ -1,14 +1,15 @@
 //===- bench/TextBench.cpp - Text of base::core against the standard library ===//
 //
-// Decoding UTF-8 into a String against a plain decoding loop into std::u32string, a
-// message built with StringBuilder against std::string with snprintf, and the integer
-// parser against strtol. Each pair does the same work per iteration.
+// Decoding UTF-8 into a String against a plain decoding loop into std::u32string; a
+// message built with StringBuilder, and a String copy, against std::u32string; the
+// integer parser against strtol and from_chars. Each pair does the same work.
 //
 //===----------------------------------------------------------------------===//
 #include "base/core/String.h"
 #include "base/core/StringBuilder.h"
 #include "bench/RatioReporter.h"
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -56,45 +57,96 @@ void decodePlain(benchmark::State &state) {
   state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(text().size()));
 }
 
-void messageOurs(benchmark::State &state) {
+// A message of 100 characters from six texts and two numbers, ending in a String, against
+// the same pieces added to a std::u32string (the numbers formatted by snprintf and widened).
+template <bool MakeString> void messageOurs(benchmark::State &state) {
+  const String file("kick-snare-hat.wav");
   int i = 0;
-  for (auto _ : state)
-    benchmark::DoNotOptimize(String(StringBuilder("Transient ") + ++i + " at " + 1.25 + " s"));
+  for (auto _ : state) {
+    StringBuilder b;
+    b + "Transient number " + ++i + " found at " + 1.25 + " seconds in the file " + file +
+        ", on channel 1 of 2, strength well above the floor";
+    if (MakeString)
+      benchmark::DoNotOptimize(String(b));
+    else
+      benchmark::DoNotOptimize(b.getConstBuffer());
+  }
 }
 
-void messagePlain(benchmark::State &state) {
+std::u32string widened(const char *text) {
+  std::u32string out;
+  while (*text != 0)
+    out += static_cast<char32_t>(*text++);
+  return out;
+}
+
+void messageStd(benchmark::State &state) {
+  const std::u32string file = U"kick-snare-hat.wav";
   int i = 0;
   for (auto _ : state) {
     char number[64];
-    std::string s = "Transient ";
+    std::u32string m;
+    m += U"Transient number ";
     std::snprintf(number, sizeof number, "%d", ++i);
-    s += number;
-    s += " at ";
+    m += widened(number);
+    m += U" found at ";
     std::snprintf(number, sizeof number, "%g", 1.25);
-    s += number;
-    s += " s";
-    benchmark::DoNotOptimize(s);
+    m += widened(number);
+    m += U" seconds in the file ";
+    m += file;
+    m += U", on channel 1 of 2, strength well above the floor";
+    benchmark::DoNotOptimize(m);
+  }
+}
+
+void copyOurs(benchmark::State &state) {
+  const String text(std::string(100, 'x'));
+  for (auto _ : state) {
+    String copy(text);
+    benchmark::DoNotOptimize(copy);
+  }
+}
+
+void copyStd(benchmark::State &state) {
+  const std::u32string text(100, U'x');
+  for (auto _ : state) {
+    std::u32string copy(text);
+    benchmark::DoNotOptimize(copy);
   }
 }
 
 void parseOurs(benchmark::State &state) {
-  const String number(" -1234567");
+  const String number("-1234567");
   for (auto _ : state)
     benchmark::DoNotOptimize(number.asInt32(10));
 }
 
-void parsePlain(benchmark::State &state) {
-  const char *number = " -1234567";
+void parseStrtol(benchmark::State &state) {
+  const char *number = "-1234567";
   for (auto _ : state)
     benchmark::DoNotOptimize(std::strtol(number, nullptr, 10));
 }
 
+void parseFromChars(benchmark::State &state) {
+  const std::string number = "-1234567";
+  for (auto _ : state) {
+    int value = 0;
+    std::from_chars(number.data(), number.data() + number.size(), value);
+    benchmark::DoNotOptimize(value);
+  }
+}
+
 BENCHMARK(decodeOurs)->Name("utf8_1000_bytes/ours");
 BENCHMARK(decodePlain)->Name("utf8_1000_bytes/plain");
-BENCHMARK(messageOurs)->Name("message/ours");
-BENCHMARK(messagePlain)->Name("message/snprintf");
+BENCHMARK(messageOurs<true>)->Name("message_100_to_String/ours");
+BENCHMARK(messageStd)->Name("message_100_to_String/u32string");
+BENCHMARK(messageOurs<false>)->Name("message_100_in_builder/ours");
+BENCHMARK(messageStd)->Name("message_100_in_builder/u32string");
+BENCHMARK(copyOurs)->Name("copy_100/ours");
+BENCHMARK(copyStd)->Name("copy_100/u32string");
 BENCHMARK(parseOurs)->Name("parse_int32/ours");
-BENCHMARK(parsePlain)->Name("parse_int32/strtol");
+BENCHMARK(parseStrtol)->Name("parse_int32/strtol");
+BENCHMARK(parseFromChars)->Name("parse_int32/from_chars");
 
 } // namespace
 

@@ -20,6 +20,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -200,6 +201,15 @@ private:
   StringBuffer *_buffer = nullptr;
 };
 
+/// Equality reads the same from either side.
+[[nodiscard]] inline bool operator==(const char *text, const String &s) { return s == text; }
+[[nodiscard]] inline bool operator!=(const char *text, const String &s) { return s != text; }
+
 } // namespace base::core
+
+/// For unordered containers: String::hash().
+template <> struct std::hash<base::core::String> {
+  size_t operator()(const base::core::String &s) const noexcept { return s.hash(); }
+};
 
 #endif // BASE_CORE_STRING_H

@@ -7,7 +7,6 @@
 #include "base/core/TextEncoding.h"
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +17,11 @@
 namespace base::core {
 
 namespace {
+
+/// |value| without overflow for the most negative value.
+template <class Signed> uint64_t magnitude(Signed value) {
+  return value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+}
 
 template <class Unit> int unitsBeforeZero(const Unit *text) {
   int count = 0;
@@ -205,23 +209,40 @@ StringBuilder &StringBuilder::append(const std::string &text) { return append(te
 
 StringBuilder &StringBuilder::append(bool value) { return append(value ? "true" : "false"); }
 
+// The integer forms print what printf's "%d", "%lld", "%llu", "%x" and "%llx" print,
+// digit by digit: a call of printf costs more than the rest of a usual message.
 StringBuilder &StringBuilder::append(int value, int radix) {
-  return radix == 10 ? appendFormatted("%d", value) : appendFormatted("%x", value);
+  return radix == 10 ? appendInteger<10>(value < 0, magnitude(value))
+                     : appendInteger<16>(false, static_cast<uint32_t>(value));
 }
 
 StringBuilder &StringBuilder::append(unsigned int value, int radix) {
-  // "%d" for the unsigned type too: values from 2^31 on print negative, as they always
-  // have in this system's texts.
-  return radix == 10 ? appendFormatted("%d", static_cast<int>(value))
-                     : appendFormatted("%x", value);
+  // Decimal as "%d" for the unsigned type too: values from 2^31 on print negative, as
+  // they always have in this system's texts.
+  return radix == 10 ? append(static_cast<int>(value), 10) : appendInteger<16>(false, value);
 }
 
 StringBuilder &StringBuilder::append(long long value, int radix) {
-  return radix == 10 ? appendFormatted("%lld", value) : appendFormatted("%llx", value);
+  return radix == 10 ? appendInteger<10>(value < 0, magnitude(value))
+                     : appendInteger<16>(false, static_cast<uint64_t>(value));
 }
 
 StringBuilder &StringBuilder::append(unsigned long long value, int radix) {
-  return radix == 10 ? appendFormatted("%llu", value) : appendFormatted("%llx", value);
+  return radix == 10 ? appendInteger<10>(false, value) : appendInteger<16>(false, value);
+}
+
+template <unsigned Base>
+StringBuilder &StringBuilder::appendInteger(bool negative, uint64_t magnitude) {
+  static constexpr char digits[] = "0123456789abcdef";
+  Char text[21];
+  int first = 21;
+  do {
+    text[--first] = Char(digits[magnitude % Base]);
+    magnitude /= Base;
+  } while (magnitude != 0);
+  if (negative)
+    text[--first] = Char('-');
+  return append(text + first, 21 - first);
 }
 
 StringBuilder &StringBuilder::append(float value) { return appendFloating(value); }
@@ -262,15 +283,6 @@ StringBuilder &StringBuilder::appendHex(uint64_t bits, int byteCount) {
   for (int i = 2 * byteCount - 1; i >= 0; --i)
     append(Char(i < 16 ? digits[(bits >> (4 * i)) & 15] : '0'));
   return *this;
-}
-
-StringBuilder &StringBuilder::appendFormatted(const char *format, ...) {
-  char text[64];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof text, format, arguments);
-  va_end(arguments);
-  return append(text);
 }
 
 } // namespace base::core

@@ -142,8 +142,7 @@ private:
     if (_capacity <= _length + count)
       grow(_length + count);
   }
-  StringBuilder &appendFormatted(const char *format, ...)
-      __attribute__((format(printf, 2, 3)));
+  template <unsigned Base> StringBuilder &appendInteger(bool negative, uint64_t magnitude);
   StringBuilder &appendFloating(double value);
   StringBuilder &appendHex(uint64_t bits, int byteCount);
 

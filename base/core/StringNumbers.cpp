@@ -18,42 +18,43 @@ namespace base::core {
 
 namespace {
 
+[[noreturn]] void notANumber(const String &text) { throw NumberFormatException(text); }
+
 template <class Unsigned, bool AcceptsMinus> Unsigned parse(const String &text, int radix) {
   const unsigned long length = text.getLength();
-  const auto fail = [&text]() { throw NumberFormatException(text); };
   if (length == 0)
-    fail();
+    notANumber(text);
+  const Char *chars = text.getStringBuffer()->getChars();
   bool negative = false;
   unsigned long start = 0;
   for (;; ++start) {
     if (start == length)
-      fail();
-    const Char c = text[start];
+      notANumber(text);
+    const Char c = chars[start];
     if (c.code() == '-')
       negative = !negative;
     else if (c.isDigit(radix))
       break;
     else if (!c.isWhitespace())
-      fail();
+      notANumber(text);
   }
   if (!AcceptsMinus && negative)
-    fail();
+    notANumber(text);
+  unsigned long i = length;
+  // Trailing whitespace; a run of it that reaches the start is no number.
+  while (i > start && chars[i - 1].isWhitespace())
+    --i;
+  if (i == start)
+    notANumber(text);
   Unsigned sum = 0, place = 1;
-  bool taken = false;
-  // The walk ends at the start; a run of whitespace that reaches it is no number.
-  for (unsigned long i = length; i-- > start;) {
-    const Char c = text[i].asLowerCase();
-    if (!taken && c.isWhitespace())
-      continue;
+  while (i-- > start) {
+    const Char c = chars[i].asLowerCase();
     if (!c.isDigit(radix))
-      fail();
+      notANumber(text);
     const int64_t code = c.code();
     sum += static_cast<Unsigned>(code < 97 ? code - 48 : code - 87) * place;
     place *= static_cast<Unsigned>(radix);
-    taken = true;
   }
-  if (!taken)
-    fail();
   return negative ? static_cast<Unsigned>(0 - sum) : sum;
 }
 

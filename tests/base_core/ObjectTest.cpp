@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
+#include <vector>
 
 using namespace base::core;
 
@@ -75,6 +77,22 @@ TEST(Object, SmartPtrAssignment) {
   moved = nullptr;
   second = nullptr;
   EXPECT_EQ(deleted, 2);
+}
+
+// Handles copied and dropped in four threads at once: exactly one deletion, after the last.
+TEST(Object, CountUnderContention) {
+  int deleted = 0;
+  SmartPtr<Probe> shared(new Probe(&deleted));
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([handle = shared] {
+      for (int i = 0; i < 20000; ++i)
+        SmartPtr<Probe> copy(handle);
+    });
+  shared = nullptr;
+  for (std::thread &thread : threads)
+    thread.join();
+  EXPECT_EQ(deleted, 1);
 }
 
 TEST(Object, NamesAndText) {

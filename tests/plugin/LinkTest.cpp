@@ -98,7 +98,19 @@ TEST(Link, AudioBufferKernelsAndFormatsThroughThePlugin) {
 }
 
 // Text, counted objects and exceptions cross the module's boundary: a handler here
-// catches what the plug-in's code throws.
+// catches what the plug-in's code throws, a class here derives from the module's Object,
+// and the module's globals are the ones this program sees.
+namespace {
+class Counted : public base::core::Object {
+public:
+  explicit Counted(int *deleted) : _deleted(deleted) {}
+  ~Counted() override { ++*_deleted; }
+
+private:
+  int *_deleted;
+};
+} // namespace
+
 TEST(Link, CoreTextAndExceptionsThroughThePlugin) {
   using namespace base::core;
   const String text(StringBuilder("x = ") + 42 + " " + 0.5);
@@ -107,11 +119,19 @@ TEST(Link, CoreTextAndExceptionsThroughThePlugin) {
   try {
     (void)String("4x").asUInt32(10);
     ADD_FAILURE() << "parsed";
-  } catch (const Exception &e) {
+  } catch (const NumberFormatException &e) {
     EXPECT_EQ(e.getMessage(), "Invalid number: 4x");
+    EXPECT_EQ(e.getText(), "4x");
   }
   const unsigned char bytes[] = {0x00, 'h', 0xD8, 0x3D, 0xDE, 0x00};
   SmartPtr<InputStream> stream(new MemoryInputStream(bytes, sizeof bytes, &gUTF16BE));
   EXPECT_EQ(stream->readString(-1).getLength(), 2u);
   EXPECT_THROW(stream->readByte(), EOSException);
+
+  int deleted = 0;
+  { SmartPtr<Counted> counted(new Counted(&deleted)); }
+  EXPECT_EQ(deleted, 1);
+  EXPECT_TRUE(String::EMPTY.isEmpty());
+  EXPECT_EQ(TextEncoding::getUTF8(), &gUTF8);
+  EXPECT_EQ(TextEncoding::getStringEncoding(), &gUTF32LE);
 }
