@@ -113,16 +113,7 @@ StringBuilder &StringBuilder::append(const void *data, int byteCount,
     Char *out = getBuffer() + _length;
     try {
       while (next != end) {
-        Char c;
-        if (*next < 0x80) {
-          c = Char(*next++);
-        } else if ((*next & 0xE0) == 0xC0 && end - next >= 2 && (next[1] & 0xC0) == 0x80) {
-          // Two-byte sequences inline; everything else, failures included, by decode().
-          c = Char((next[0] & 0x1Fu) << 6 | (next[1] & 0x3Fu));
-          next += 2;
-        } else {
-          c = UTF8Encoding::decode(next, end);
-        }
+        const Char c = UTF8Encoding::decode(next, end);
         if (c.code() == 0)
           break;
         *out++ = c;

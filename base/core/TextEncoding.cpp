@@ -68,44 +68,37 @@ void TextEncoding::writeString(const char *text, OutputStream *stream) const {
     writeChar(UTF8Encoding::decode(next, end), stream);
 }
 
-String TextEncoding::readString(InputStream *stream, int maxChars) const {
-  if (maxChars != -1 && maxChars < 1)
-    return String();
-  StringBuilder text;
-  Char area[4096];
-  int inArea = 0;
-  try {
-    for (int count = 0; maxChars == -1 || count < maxChars; ++count) {
-      const Char c = readChar(stream);
-      if (c.code() == 0)
-        break;
-      if (inArea == 4096) {
-        text.append(area, inArea);
-        inArea = 0;
-      }
-      area[inArea++] = c;
-    }
-  } catch (const EOSException &) {
-  }
-  text.append(area, inArea);
-  return text;
-}
+namespace {
 
-String TextEncoding::readStringUptoChar(InputStream *stream, Char terminator,
-                                        int maxChars) const {
+/// Reads by `encoding` until a code 0 or `stop` (neither kept), `maxChars` characters, or
+/// the end of the stream, which ends the text without an error. A `maxChars` of -1 is no
+/// limit, other values below 1 read nothing.
+template <class Stop>
+String readUntil(const TextEncoding &encoding, InputStream *stream, int maxChars, Stop stop) {
   if (maxChars != -1 && maxChars < 1)
     return String();
   StringBuilder text;
   try {
     for (int count = 0; maxChars == -1 || count < maxChars; ++count) {
-      const Char c = readChar(stream);
-      if (c == terminator || c.code() == 0)
+      const Char c = encoding.readChar(stream);
+      if (c.code() == 0 || stop(c))
         break;
       text.append(c);
     }
   } catch (const EOSException &) {
   }
   return text;
+}
+
+} // namespace
+
+String TextEncoding::readString(InputStream *stream, int maxChars) const {
+  return readUntil(*this, stream, maxChars, [](Char) { return false; });
+}
+
+String TextEncoding::readStringUptoChar(InputStream *stream, Char terminator,
+                                        int maxChars) const {
+  return readUntil(*this, stream, maxChars, [terminator](Char c) { return c == terminator; });
 }
 
 namespace {
@@ -155,7 +148,7 @@ int UTF8Encoding::encode(Char c, unsigned char out[4]) noexcept {
   return length;
 }
 
-Char UTF8Encoding::decode(const unsigned char *&next, const unsigned char *end) {
+Char UTF8Encoding::decodeSequence(const unsigned char *&next, const unsigned char *end) {
   const unsigned char lead = *next++;
   const int length = utf8SequenceLength(lead);
   if (length == 0)

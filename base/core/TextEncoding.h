@@ -91,8 +91,24 @@ public:
   /// The bytes of `c` into `out`; returns their number, 0 above 10FFFF.
   static int encode(Char c, unsigned char out[4]) noexcept;
   /// Reads one code point from `next` (which must be before `end`) exactly as readChar
-  /// reads it from a stream, and moves `next` behind it.
-  static Char decode(const unsigned char *&next, const unsigned char *end);
+  /// reads it from a stream, and moves `next` behind it. One- and two-byte sequences are
+  /// read here; longer ones and every failure by decodeSequence.
+  static Char decode(const unsigned char *&next, const unsigned char *end) {
+    const unsigned char lead = *next;
+    if (lead < 0x80) {
+      ++next;
+      return Char(lead);
+    }
+    if ((lead & 0xE0) == 0xC0 && end - next >= 2 && (next[1] & 0xC0) == 0x80) {
+      const Char c((lead & 0x1Fu) << 6 | (next[1] & 0x3Fu));
+      next += 2;
+      return c;
+    }
+    return decodeSequence(next, end);
+  }
+
+private:
+  static Char decodeSequence(const unsigned char *&next, const unsigned char *end);
 };
 
 #define BASE_CORE_SINGLE_BYTE_ENCODING(Name)                                              \
