@@ -15,6 +15,11 @@ if(ENABLE_ASAN_UBSAN)
   target_link_options(project_options INTERFACE ${sanitizer_flags})
 endif()
 
+if(BUILD_FUZZERS)
+  # Coverage for the fuzzer in every library; only the fuzz targets link its main.
+  target_compile_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 if(ENABLE_TSAN)
   set(tsan_flags -fsanitize=thread -fno-omit-frame-pointer)
   target_compile_options(project_options INTERFACE ${tsan_flags})

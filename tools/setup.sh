@@ -3,7 +3,7 @@
 # where they are missing. Run as root, or as a user who may use sudo.
 set -euo pipefail
 
-packages=(g++ cmake make pkg-config python3 googletest libgtest-dev libbenchmark-dev libfftw3-dev libsndfile1-dev vamp-plugin-sdk vamp-examples raptor2-utils)
+packages=(g++ cmake make pkg-config python3 googletest libgtest-dev libbenchmark-dev libfftw3-dev libsndfile1-dev vamp-plugin-sdk vamp-examples raptor2-utils clang libclang-rt-dev)
 
 missing=()
 for p in "${packages[@]}"; do

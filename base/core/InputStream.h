@@ -56,6 +56,24 @@ public:
   String readStringUptoChar(Char terminator, int maxChars);
   String readString(int maxChars);
 
+  /// The wire form of OutputStream::writeBinaryString: a count of characters in 31
+  /// bits, with the top bit set when they come as UTF-16 BE rather than ASCII. The count
+  /// is of characters, so a text written with codes above FFFF reads back 2 bytes short
+  /// for each of them.
+  String readBinaryString();
+  /// By the stream's endian mode.
+  int readInt32();
+  /// Big, Little, and any other mode as the processor's order.
+  int readInt32(EndianMode mode);
+  int readInt32BE();
+  int readInt32LE();
+  int readInt32Native();
+  long long readInt64Native();
+  /// One byte, 0 or 1; IOException "Unexpected value for bool" otherwise.
+  bool readBool();
+  /// Four bytes in the processor's order, whatever the endian mode.
+  float readFloat();
+
 private:
   const TextEncoding *_textEncoding;
   EndianMode _endianMode = EndianMode::Big;

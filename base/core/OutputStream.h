@@ -3,6 +3,10 @@
 // The writing twin of InputStream: a default text encoding, an endian mode, and one
 // byte-block operation for concrete streams to override.
 //
+// Integers go out one writeByte at a time in the Big and Little modes, and as one
+// writeBytes block only in the Native forms: on a stream with too little room, a byte
+// form writes what fits before it throws, a block form writes nothing.
+//
 // Of the writeLine forms, only the one without an encoding that takes a StringBuilder
 // ends the line with a line feed; the others that take a StringBuilder write the text
 // and flush. The String and text forms always add the line feed.
@@ -50,6 +54,28 @@ public:
   void writeLine(const StringBuilder &text);
   void writeLine(const char *text);
   void writeLine();
+
+  /// A count of characters in the low 31 bits of a writeInt32 by the endian mode, its
+  /// top bit set unless every code is below 128, then each character as one ASCII byte
+  /// or as UTF-16 BE. No terminator.
+  void writeBinaryString(const String &text);
+  /// By the stream's endian mode; an unknown mode is an illegal state and writes nothing.
+  void writeInt32(int value);
+  /// Big or Little; any other mode writes nothing. The forms with Big, Little or Native
+  /// in their name ignore the stream's mode.
+  void writeInt32(int value, EndianMode mode);
+  void writeInt32LE(int value);
+  void writeInt32BE(int value);
+  void writeInt64LE(long long value);
+  void writeInt64BE(long long value);
+  void writeInt64(long long value, EndianMode mode);
+  /// One block of the processor's bytes.
+  void writeInt32Native(int value);
+  void writeInt64Native(long long value);
+  /// One byte, 0 or 1.
+  void writeBool(bool value);
+  /// The four bytes of the IEEE 754 value in the processor's order, as one block.
+  void writeFloat(float value);
 
 private:
   const TextEncoding *_textEncoding;

@@ -5,6 +5,7 @@
 #include "base/core/Object.h"
 #include "base/core/String.h"
 #include "base/core/TextEncoding.h"
+#include "base/core/UUID.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -274,6 +275,12 @@ StringBuilder &StringBuilder::appendHex(uint64_t bits, int byteCount) {
   for (int i = 2 * byteCount - 1; i >= 0; --i)
     append(Char(i < 16 ? digits[(bits >> (4 * i)) & 15] : '0'));
   return *this;
+}
+
+StringBuilder &StringBuilder::operator+(const UUID &uuid) {
+  char text[37];
+  uuid.format(text);
+  return append(text);
 }
 
 } // namespace base::core

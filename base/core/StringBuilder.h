@@ -34,6 +34,7 @@ class Object;
 class String;
 class StringBuffer;
 class TextEncoding;
+class UUID;
 
 class StringBuilder {
 public:
@@ -123,6 +124,8 @@ public:
   StringBuilder &operator+(const unsigned int *codes) { return append(codes); }
   StringBuilder &operator+(Char c) { return append(c); }
   StringBuilder &operator+(const String &text) { return append(text); }
+  /// The text form of UUID::asString.
+  StringBuilder &operator+(const UUID &uuid);
   StringBuilder &operator+(const std::string &text) { return append(text); }
   StringBuilder &operator+(bool value) { return append(value); }
   StringBuilder &operator+(int value) { return append(value); }

@@ -4,10 +4,14 @@
 // program links against nothing else of ours and uses each layer through it.
 //
 //===----------------------------------------------------------------------===//
+#include "base/core/Base64.h"
 #include "base/core/Exception.h"
+#include "base/core/MD5.h"
 #include "base/core/MemoryStreams.h"
+#include "base/core/StdStreams.h"
 #include "base/core/StringBuilder.h"
 #include "base/core/TextEncoding.h"
+#include "base/core/UUID.h"
 #include "engine/core/AudioBuffer.h"
 #include "engine/core/VectorKernels.h"
 #include "engine/core/dsp/Conversions.h"
@@ -20,6 +24,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <sstream>
 #include <vector>
 
 TEST(Link, EachLayerThroughThePlugin) {
@@ -134,4 +139,26 @@ TEST(Link, CoreTextAndExceptionsThroughThePlugin) {
   EXPECT_TRUE(String::EMPTY.isEmpty());
   EXPECT_EQ(TextEncoding::getUTF8(), &gUTF8);
   EXPECT_EQ(TextEncoding::getStringEncoding(), &gUTF32LE);
+}
+
+TEST(Link, CoreStreamsAndValueToolsThroughThePlugin) {
+  using namespace base::core;
+  std::ostringstream sink;
+  SmartPtr<OutputStream> out(new StdOutputStream(&sink, false));
+  out->setEndianMode(EndianMode::Little);
+  out->writeBinaryString(String("id"));
+  out->writeLine("!");
+  EXPECT_EQ(sink.str(), std::string("\x02\0\0\0id!\n", 8));
+
+  const UUID uuid(String("00112233-4455-6677-8899-AABBCCDDEEFF"));
+  EXPECT_EQ(uuid.asString(), "00112233-4455-6677-8899-aabbccddeeff");
+  EXPECT_THROW(UUID(String("x")), InvalidUUIDException);
+  MD5 md5;
+  md5.appendData("abc", 3);
+  unsigned char digest[16];
+  md5.calculate(digest);
+  int size = 0;
+  char *text = base64Encode(digest, sizeof digest, &size);
+  EXPECT_STREQ(text, "kAFQmDzST7DWlj99KOF/cg==");
+  std::free(text);
 }
