@@ -1,13 +1,19 @@
 //===- bench/TextBench.cpp - Text of base::core against the standard library ===//
 //
-// Decoding UTF-8 into a String against a plain decoding loop into std::u32string; a
-// message built with StringBuilder, and a String copy, against std::u32string; the
-// integer parser against strtol and from_chars. Each pair does the same work.
+// Decoding UTF-8 into a String against a plain decoding loop into std::u32string; 1 MB of
+// mixed text decoded and encoded against glibc's iconv; a message built with
+// StringBuilder, and a String copy, against std::u32string; the integer parser against
+// strtol and from_chars; MD5 of 64 MB against the md5sum program. Each pair does the
+// same work.
 //
 //===----------------------------------------------------------------------===//
+#include "base/core/MD5.h"
 #include "base/core/String.h"
 #include "base/core/StringBuilder.h"
 #include "bench/RatioReporter.h"
+
+#include <iconv.h>
+#include <unistd.h>
 
 #include <charconv>
 #include <cstdio>
@@ -43,6 +49,110 @@ std::u32string plainDecode(const std::string &s) {
     i += n;
   }
   return out;
+}
+
+// 1 MB of text in several scripts: one to four bytes a character.
+const std::string &mixedText() {
+  static const std::string t = [] {
+    const std::string piece = "Kick and snare, caf\xC3\xA9 \xC3\xA0 la cr\xC3\xA8me; "
+                              "\xCE\xB1\xCE\xBB\xCF\x86\xCE\xB1 \xD0\xB1\xD0\xB0\xD1\x80\xD0\xB0\xD0\xB1\xD0\xB0\xD0\xBD "
+                              "\xE9\xBC\x93\xE3\x81\xA8\xE3\x82\xB7\xE3\x83\xB3\xE3\x83\x90\xE3\x83\xAB "
+                              "\xF0\x9F\xA5\x81\xF0\x9F\x8E\xB5 120 BPM\n";
+    std::string s;
+    while (s.size() + piece.size() <= (1u << 20))
+      s += piece;
+    return s;
+  }();
+  return t;
+}
+
+// Converts with iconv into a buffer of room enough, as a caller of iconv would.
+class Converter {
+public:
+  Converter(const char *to, const char *from) : _cd(iconv_open(to, from)) {}
+  ~Converter() { iconv_close(_cd); }
+  size_t operator()(const std::string &in, std::string &out) {
+    char *src = const_cast<char *>(in.data()), *dst = out.data();
+    size_t srcLeft = in.size(), dstLeft = out.size();
+    iconv(_cd, &src, &srcLeft, &dst, &dstLeft);
+    return out.size() - dstLeft;
+  }
+
+private:
+  iconv_t _cd;
+};
+
+void decodeMixedOurs(benchmark::State &state) {
+  for (auto _ : state)
+    benchmark::DoNotOptimize(String(mixedText()));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(mixedText().size()));
+}
+
+void decodeMixedIconv(benchmark::State &state) {
+  Converter convert("UTF-32LE", "UTF-8");
+  std::string out(4 * mixedText().size(), '\0');
+  for (auto _ : state)
+    benchmark::DoNotOptimize(convert(mixedText(), out));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(mixedText().size()));
+}
+
+void encodeMixedOurs(benchmark::State &state) {
+  const String text(mixedText());
+  for (auto _ : state)
+    benchmark::DoNotOptimize(text.getStdString());
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(mixedText().size()));
+}
+
+void encodeMixedIconv(benchmark::State &state) {
+  std::string codes(4 * mixedText().size(), '\0');
+  codes.resize(Converter("UTF-32LE", "UTF-8")(mixedText(), codes));
+  Converter convert("UTF-8", "UTF-32LE");
+  std::string out(mixedText().size(), '\0');
+  for (auto _ : state)
+    benchmark::DoNotOptimize(convert(codes, out));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(mixedText().size()));
+}
+
+const std::string &md5Input() {
+  static const std::string data = [] {
+    std::string d(64u << 20, '\0');
+    uint32_t x = 12345;
+    for (char &c : d) {
+      x = x * 1664525 + 1013904223;
+      c = static_cast<char>(x >> 24);
+    }
+    return d;
+  }();
+  return data;
+}
+
+void md5Ours(benchmark::State &state) {
+  for (auto _ : state) {
+    base::core::MD5 md5;
+    md5.appendData(md5Input().data(), md5Input().size());
+    unsigned char digest[16];
+    md5.calculate(digest);
+    benchmark::DoNotOptimize(digest);
+  }
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(md5Input().size()));
+}
+
+// md5sum reads the same bytes from a file in the page cache.
+void md5Program(benchmark::State &state) {
+  char path[] = "/tmp/text_bench_md5_XXXXXX";
+  const int fd = mkstemp(path);
+  if (fd < 0 || write(fd, md5Input().data(), md5Input().size()) !=
+                    static_cast<ssize_t>(md5Input().size())) {
+    state.SkipWithError("cannot write the input file");
+    return;
+  }
+  close(fd);
+  const std::string command = std::string("md5sum ") + path + " >/dev/null";
+  for (auto _ : state)
+    if (std::system(command.c_str()) != 0)
+      state.SkipWithError("md5sum failed");
+  unlink(path);
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(md5Input().size()));
 }
 
 void decodeOurs(benchmark::State &state) {
@@ -138,6 +248,12 @@ void parseFromChars(benchmark::State &state) {
 
 BENCHMARK(decodeOurs)->Name("utf8_1000_bytes/ours");
 BENCHMARK(decodePlain)->Name("utf8_1000_bytes/plain");
+BENCHMARK(decodeMixedOurs)->Name("utf8_decode_1MB/ours");
+BENCHMARK(decodeMixedIconv)->Name("utf8_decode_1MB/iconv");
+BENCHMARK(encodeMixedOurs)->Name("utf8_encode_1MB/ours");
+BENCHMARK(encodeMixedIconv)->Name("utf8_encode_1MB/iconv");
+BENCHMARK(md5Ours)->Name("md5_64MB/ours")->Unit(benchmark::kMillisecond);
+BENCHMARK(md5Program)->Name("md5_64MB/md5sum")->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(messageOurs<true>)->Name("message_100_to_String/ours");
 BENCHMARK(messageStd)->Name("message_100_to_String/u32string");
 BENCHMARK(messageOurs<false>)->Name("message_100_in_builder/ours");

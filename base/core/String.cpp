@@ -246,11 +246,21 @@ void String::separate(std::vector<String> &pieces, Char separator, unsigned long
 }
 
 std::string String::getStdString() const {
-  std::string text;
-  text.reserve(getLength());
-  unsigned char bytes[4];
-  for (unsigned long i = 0; i < getLength(); ++i)
-    text.append(reinterpret_cast<const char *>(bytes), UTF8Encoding::encode(chars()[i], bytes));
+  // Two passes: the exact size first, so the text is allocated once and written in place.
+  const Char *begin = chars(), *end = begin + getLength();
+  size_t size = 0;
+  for (const Char *c = begin; c != end; ++c) {
+    const uint32_t code = c->code();
+    size += code <= 0x10FFFF ? 1u + (code >= 0x80) + (code >= 0x800) + (code >= 0x10000) : 0u;
+  }
+  std::string text(size, '\0');
+  auto *out = reinterpret_cast<unsigned char *>(text.data());
+  for (const Char *c = begin; c != end; ++c) {
+    if (c->code() < 0x80)
+      *out++ = static_cast<unsigned char>(c->code());
+    else
+      out += UTF8Encoding::encode(*c, out);
+  }
   return text;
 }
 

@@ -132,22 +132,6 @@ Char utf8Combine(unsigned char lead, const unsigned char *rest, int length) {
 
 } // namespace
 
-int UTF8Encoding::encode(Char c, unsigned char out[4]) noexcept {
-  const uint32_t code = c.code();
-  if (code <= 0x7F) {
-    out[0] = static_cast<unsigned char>(code);
-    return 1;
-  }
-  int length = code <= 0x7FF ? 2 : code <= 0xFFFF ? 3 : code <= 0x10FFFF ? 4 : 0;
-  if (length == 0)
-    return 0;
-  static constexpr unsigned char leadMarks[] = {0, 0, 0xC0, 0xE0, 0xF0};
-  for (int i = length - 1; i > 0; --i)
-    out[i] = static_cast<unsigned char>(0x80 | ((code >> (6 * (length - 1 - i))) & 0x3F));
-  out[0] = static_cast<unsigned char>(leadMarks[length] | (code >> (6 * (length - 1))));
-  return length;
-}
-
 Char UTF8Encoding::decodeSequence(const unsigned char *&next, const unsigned char *end) {
   const unsigned char lead = *next++;
   const int length = utf8SequenceLength(lead);

@@ -89,7 +89,32 @@ public:
   unsigned long byteLen(const void *text) const override;
 
   /// The bytes of `c` into `out`; returns their number, 0 above 10FFFF.
-  static int encode(Char c, unsigned char out[4]) noexcept;
+  static int encode(Char c, unsigned char out[4]) noexcept {
+    const uint32_t code = c.code();
+    if (code < 0x80) {
+      out[0] = static_cast<unsigned char>(code);
+      return 1;
+    }
+    if (code < 0x800) {
+      out[0] = static_cast<unsigned char>(0xC0 | code >> 6);
+      out[1] = static_cast<unsigned char>(0x80 | (code & 0x3F));
+      return 2;
+    }
+    if (code < 0x10000) {
+      out[0] = static_cast<unsigned char>(0xE0 | code >> 12);
+      out[1] = static_cast<unsigned char>(0x80 | (code >> 6 & 0x3F));
+      out[2] = static_cast<unsigned char>(0x80 | (code & 0x3F));
+      return 3;
+    }
+    if (code <= 0x10FFFF) {
+      out[0] = static_cast<unsigned char>(0xF0 | code >> 18);
+      out[1] = static_cast<unsigned char>(0x80 | (code >> 12 & 0x3F));
+      out[2] = static_cast<unsigned char>(0x80 | (code >> 6 & 0x3F));
+      out[3] = static_cast<unsigned char>(0x80 | (code & 0x3F));
+      return 4;
+    }
+    return 0;
+  }
   /// Reads one code point from `next` (which must be before `end`) exactly as readChar
   /// reads it from a stream, and moves `next` behind it. One- and two-byte sequences are
   /// read here; longer ones and every failure by decodeSequence.
