@@ -29,6 +29,15 @@ Bytes written(EndianMode mode, const std::function<void(OutputStream &)> &write)
   return Bytes(out.begin(), out.end());
 }
 
+void expectIOException(const std::function<void()> &action, const char *message) {
+  try {
+    action();
+    ADD_FAILURE() << "no exception; expected " << message;
+  } catch (const IOException &e) {
+    EXPECT_EQ(e.getMessage(), message);
+  }
+}
+
 // Records the bytes and the flushes an OutputStream receives: "ab|" is "ab", flush.
 class RecordingStream : public OutputStream {
 public:
@@ -167,12 +176,7 @@ TEST(Streams, ReadingOddWireForms) {
   const unsigned char two = 2;
   MemoryInputStream badBool(&two, 1);
   badBool.allocatedOnStack();
-  try {
-    (void)badBool.readBool();
-    ADD_FAILURE();
-  } catch (const IOException &e) {
-    EXPECT_EQ(e.getMessage(), "Unexpected value for bool");
-  }
+  expectIOException([&] { (void)badBool.readBool(); }, "Unexpected value for bool");
 }
 
 TEST(Streams, RequiredReadLoop) {
@@ -208,12 +212,7 @@ TEST(Streams, MemoryStreamsAtTheirEnds) {
   MemoryOutputStream blockOut(block, sizeof block);
   blockOut.allocatedOnStack();
   const unsigned char four[4] = {1, 2, 3, 4};
-  try {
-    blockOut.writeBytes(four, 4);
-    ADD_FAILURE();
-  } catch (const IOException &e) {
-    EXPECT_EQ(e.getMessage(), "End of valid memory area reached");
-  }
+  expectIOException([&] { blockOut.writeBytes(four, 4); }, "End of valid memory area reached");
   EXPECT_THROW(blockOut.writeInt32Native(5), IOException); // a block too: nothing lands
   EXPECT_EQ(Bytes(block, block + 3), (Bytes{9, 9, 9}));
   blockOut.writeBytes(four, 0);
@@ -309,12 +308,7 @@ TEST(Streams, StandardInputAdapter) {
   failed.setstate(std::ios::failbit);
   StdInputStream failing(&failed, false);
   failing.allocatedOnStack();
-  try {
-    (void)failing.readByte();
-    ADD_FAILURE();
-  } catch (const IOException &e) {
-    EXPECT_EQ(e.getMessage(), "Error reading from stream");
-  }
+  expectIOException([&] { (void)failing.readByte(); }, "Error reading from stream");
 }
 
 TEST(Streams, StandardOutputAdapterKeepsLinesWhole) {
@@ -339,10 +333,5 @@ TEST(Streams, StandardOutputAdapterKeepsLinesWhole) {
   EXPECT_EQ(count, 800);
 
   sink.setstate(std::ios::badbit);
-  try {
-    out.writeString("x");
-    ADD_FAILURE();
-  } catch (const IOException &e) {
-    EXPECT_EQ(e.getMessage(), "Error writing data");
-  }
+  expectIOException([&] { out.writeString("x"); }, "Error writing data");
 }
