@@ -6,6 +6,8 @@
 add_library(project_options INTERFACE)
 target_compile_options(project_options INTERFACE
   -Wall -Wextra -Wshadow -Wconversion
+  # The same warnings from clang as from g++, whose -Wconversion leaves out signedness.
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-sign-conversion>
   -ffp-contract=off -fno-fast-math
   $<$<BOOL:${WARNINGS_AS_ERRORS}>:-Werror>)
 
