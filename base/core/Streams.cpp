@@ -8,6 +8,7 @@
 #include "base/core/TextEncoding.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -113,7 +114,12 @@ String InputStream::readBinaryString() {
     data = heap.get();
   }
   readReqBytes(data, byteCount);
-  return String(data, static_cast<int>(byteCount), encoding);
+  if (byteCount <= static_cast<unsigned long>(INT_MAX))
+    return String(data, static_cast<int>(byteCount), encoding);
+  // Beyond an int's count of bytes the same decoding, by the stream form.
+  MemoryInputStream bytes(data, byteCount, encoding);
+  bytes.allocatedOnStack();
+  return bytes.readString(-1);
 }
 
 int InputStream::readInt32() { return readInt32(_endianMode); }
