@@ -8,6 +8,13 @@ namespace base::core {
 
 int currentProcessId() noexcept { return static_cast<int>(getpid()); }
 
+unsigned long long monotonicNanos() noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<unsigned long long>(now.tv_sec) * 1000000000ull +
+         static_cast<unsigned long long>(now.tv_nsec);
+}
+
 void pauseProcessor() noexcept { _mm_pause(); }
 
 // Condition waits time out against CLOCK_MONOTONIC, so that a change of the wall clock

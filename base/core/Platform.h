@@ -15,6 +15,8 @@ namespace base::core {
 /// The id of this process.
 [[nodiscard]] int currentProcessId() noexcept;
 
+/// CLOCK_MONOTONIC in nanoseconds: the host-time clock of audio code on this platform.
+[[nodiscard]] unsigned long long monotonicNanos() noexcept;
 /// The processor's spin-wait hint, once.
 void pauseProcessor() noexcept;
 
