@@ -4,7 +4,10 @@
 #include <vamp-sdk/PluginAdapter.h>
 #include <vamp/vamp.h>
 
-static Vamp::PluginAdapter<TransientDetector> percussionDetectorAdapter;
+// First of the libraries' objects made at load: then the assertion route (201), the
+// empty String (202) and the process streams (203).
+__attribute__((init_priority(200))) static Vamp::PluginAdapter<TransientDetector>
+    percussionDetectorAdapter;
 
 const VampPluginDescriptor *vampGetPluginDescriptor(unsigned int version, unsigned int index) {
   if (version < 1 || index != 0)

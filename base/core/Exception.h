@@ -88,6 +88,8 @@ public:
 class AssertionFailedException {
 public:
   explicit AssertionFailedException(String message) : _message(std::move(message)) {}
+  /// The report of the failed assertion.
+  [[nodiscard]] String getMessage() const { return _message; }
 
 private:
   String _message;

@@ -13,7 +13,8 @@
 
 namespace base::core {
 
-const String String::EMPTY;
+// Load order: the plug-in's adapter (200), Debug (201), this (202), System (203).
+__attribute__((init_priority(202))) const String String::EMPTY;
 
 StringBuffer::StringBuffer(int size)
     : _chars(static_cast<Char *>(std::malloc(sizeof(Char) * static_cast<size_t>(size)))),

@@ -27,6 +27,8 @@ namespace {
 OutputStream *outPtr = nullptr;
 OutputStream *errorPtr = nullptr;
 InputStream *inPtr = nullptr;
+// The clock at load, set by the initialiser.
+unsigned long long TIME_AT_START = 0;
 
 template <class Stream> void release(Stream *&stream) {
   if (stream != nullptr)
@@ -57,11 +59,13 @@ public:
     (void)makeError();
     (void)makeOut();
     (void)makeIn();
+    TIME_AT_START = monotonicNanos();
   }
 };
 
-const SystemStaticInitializer systemStaticInitializer;
-const unsigned long long TIME_AT_START = monotonicNanos();
+// Load order: the plug-in's adapter (200), Debug (201), String (202), this (203).
+__attribute__((init_priority(203))) const SystemStaticInitializer systemStaticInitializer;
+
 
 // A null-terminated argument array of UTF-8 copies, made before fork so that the child
 // touches nothing but execvp.

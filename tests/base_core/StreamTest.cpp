@@ -111,10 +111,15 @@ TEST(Streams, WireFormsByteForByte) {
 }
 
 TEST(Streams, UnknownEndianModeIsAnIllegalStateAndWritesNothing) {
+  std::string out;
+  StdStringOutputStream stream(&out);
+  stream.allocatedOnStack();
+  stream.setEndianMode(static_cast<EndianMode>(3));
   testing::internal::CaptureStderr();
-  EXPECT_TRUE(written(static_cast<EndianMode>(3), [](OutputStream &s) { s.writeInt32(1); }).empty());
+  EXPECT_THROW(stream.writeInt32(1), AssertionFailedException);
   EXPECT_NE(testing::internal::GetCapturedStderr().find("Illegal state: Unknown endian mode"),
             std::string::npos);
+  EXPECT_TRUE(out.empty());
 }
 
 TEST(Streams, ReadsItsOwnWireForms) {

@@ -1,6 +1,8 @@
 //===- tests/engine/DelayTest.cpp - Power-of-two delay ring ----------------===//
 #include "engine/core/dsp/Delay.h"
 
+#include "base/core/Exception.h"
+
 #include <gtest/gtest.h>
 
 using engine::SampleDelay;
@@ -63,15 +65,18 @@ TEST(SampleDelay, TimeToSilence) {
   EXPECT_EQ(d.tick(7.0f), 5.0f);
 }
 
-// A delay beyond the ring is a broken invariant: it is reported, then stored, and the
-// masked index keeps the ring's reads inside it.
-TEST(SampleDelay, DelayBeyondTheRingIsReported) {
+// A delay beyond the ring is a broken invariant: the assertion route throws before the
+// time is stored.
+TEST(SampleDelay, DelayBeyondTheRingIsAnAssertion) {
   SampleDelay d(8, 1);
+  d.setDelayTime(3);
   testing::internal::CaptureStderr();
-  d.setDelayTime(9);
-  const std::string report = testing::internal::GetCapturedStderr();
-  EXPECT_NE(report.find("Condition: time <= _cbufLen"), std::string::npos) << report;
-  EXPECT_EQ(d.delayTime(), 9u);
-  for (int i = 0; i < 20; ++i)
-    d.tick(1.0f);
+  try {
+    d.setDelayTime(9);
+    ADD_FAILURE();
+  } catch (const base::core::AssertionFailedException &e) {
+    EXPECT_NE(e.getMessage().getStdString().find("Condition: time <= _cbufLen"), std::string::npos);
+  }
+  (void)testing::internal::GetCapturedStderr();
+  EXPECT_EQ(d.delayTime(), 3u);
 }

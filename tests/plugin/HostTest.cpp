@@ -5,6 +5,7 @@
 // rules, a run, and the library's exported names.
 //
 //===----------------------------------------------------------------------===//
+#include "tests/support/FakeDialog.h"
 #include "tests/support/Signals.h"
 
 #include <vamp-hostsdk/PluginLoader.h>
@@ -126,6 +127,25 @@ TEST(Host, Run) {
     EXPECT_EQ(f.values.size(), 1u);
   }
   EXPECT_EQ(testsignals::framesOf(features), (std::vector<long>{11004, 44080, 66128}));
+}
+
+// A host never meets the developer dialog or a prompt on its terminal unless a developer
+// asked for it through the environment: hostile input and odd blocks through the loaded
+// module ask nothing and print nothing on standard output.
+TEST(Host, NeverAsksTheDeveloper) {
+  testsupport::FakeDialog dialog;
+  unsetenv("INTERACTIVE_ASSERTS");
+  testing::internal::CaptureStdout();
+  for (size_t block : {7u, 1024u, 70000u}) {
+    auto p = load(8000.0f);
+    ASSERT_TRUE(p->initialise(1, block, block));
+    std::vector<float> signal(8000, 0.0f);
+    for (size_t i = 0; i < signal.size(); i += 89)
+      signal[i] = i % 3 == 0 ? NAN : i % 3 == 1 ? INFINITY : 1e-42f;
+    (void)testsignals::runBlocks(*p, signal, block, block);
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_TRUE(dialog.calls().empty());
 }
 
 // The entry point's rules, and what the library exports: the entry point and the
