@@ -103,6 +103,8 @@ TEST(Assertion, RouteByModeDebuggerAndEnvironment) {
       {"always asks", always, false, nullptr, false, {101}, true, Outcome::Continues, 1},
       // Break without a debugger asks for one; "Break" there says it is attached.
       {"Break, then attach", unset, false, "true", false, {105, 102}, true, Outcome::Breaks, 2},
+      // Launch Debugger starts launch-debugger (missing here, unnoticed), then Ok.
+      {"Break, launch, Ok", unset, false, "true", false, {105, 103, 101}, true, Outcome::Breaks, 3},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.name);
