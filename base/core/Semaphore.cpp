@@ -26,7 +26,10 @@ String errorText(int error) {
 // POSIX names start with a slash; the shared name may hold "+" and "-", which are fine.
 std::string systemName(const String &name) { return "/" + getSharedResourceName(name); }
 
-sem_t *allocateUnnamed(int value) {
+
+} // namespace
+
+sem_t *PosixSemaphore::createUnnamed(int value) {
   auto *handle = static_cast<sem_t *>(std::malloc(sizeof(sem_t)));
   if (handle == nullptr)
     throw IOException("Failed to allocate memory for semaphore");
@@ -37,12 +40,17 @@ sem_t *allocateUnnamed(int value) {
   return handle;
 }
 
-void destroyUnnamed(sem_t *handle) {
+void PosixSemaphore::destroyUnnamed(sem_t *handle) {
   sem_destroy(handle);
   std::free(handle);
 }
 
-} // namespace
+bool PosixSemaphore::tryWait() { return sem_trywait(_handle) == 0; }
+
+void PosixSemaphore::release(int count) {
+  for (int i = 0; i < count; ++i)
+    sem_post(_handle);
+}
 
 NamedSemaphore *NamedSemaphore::createServer(const String &name, int value) {
   const std::string system = systemName(name);
@@ -65,7 +73,7 @@ NamedSemaphore *NamedSemaphore::createClient(const String &name) {
   return new NamedSemaphore(handle, String(system.c_str()), 1);
 }
 
-NamedSemaphore::SemaphoreTemplate(int value) : SemaphoreTemplate(allocateUnnamed(value), String(), 2) {}
+NamedSemaphore::SemaphoreTemplate(int value) : SemaphoreTemplate(createUnnamed(value), String(), 2) {}
 
 NamedSemaphore::~SemaphoreTemplate() {
   if (_kind == 2) {
@@ -84,19 +92,12 @@ void NamedSemaphore::wait() {
   }
 }
 
-bool NamedSemaphore::tryWait() { return sem_trywait(_handle) == 0; }
-
 bool NamedSemaphore::timedWait(double) {
   throw IOException("timed-wait for POSIX semaphores is not available on OSX.");
 }
 
 bool NamedSemaphore::timedWaitUntil(unsigned long long) {
   throw IOException("timed-wait for POSIX semaphores is not available on OSX.");
-}
-
-void NamedSemaphore::release(int count) {
-  for (int i = 0; i < count; ++i)
-    sem_post(_handle);
 }
 
 Semaphore *Semaphore::createServer(const String &, int) {
@@ -107,7 +108,7 @@ Semaphore *Semaphore::createClient(const String &) {
   throw IOException("Use NamedSemaphore::createClient instead.");
 }
 
-Semaphore::SemaphoreTemplate(int value) : _handle(allocateUnnamed(value)) {}
+Semaphore::SemaphoreTemplate(int value) : PosixSemaphore(createUnnamed(value), String(), 2) {}
 
 Semaphore::~SemaphoreTemplate() { destroyUnnamed(_handle); }
 
@@ -115,8 +116,6 @@ void Semaphore::wait() {
   while (sem_wait(_handle) != 0 && errno == EINTR) {
   }
 }
-
-bool Semaphore::tryWait() { return sem_trywait(_handle) == 0; }
 
 bool Semaphore::waitFor(unsigned long long nanos) {
   const timespec relative{static_cast<time_t>(nanos / 1000000000ull),
@@ -136,10 +135,5 @@ bool Semaphore::timedWait(double seconds) {
 }
 
 bool Semaphore::timedWaitUntil(unsigned long long nanos) { return waitFor(nanos); }
-
-void Semaphore::release(int count) {
-  for (int i = 0; i < count; ++i)
-    sem_post(_handle);
-}
 
 } // namespace base::core

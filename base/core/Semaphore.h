@@ -27,7 +27,30 @@ namespace base::core {
 
 template <class Handle> class SemaphoreTemplate;
 
-template <> class SemaphoreTemplate<int *> {
+/// What both forms share: an unnamed or named POSIX semaphore.
+class PosixSemaphore {
+public:
+  PosixSemaphore(const PosixSemaphore &) = delete;
+  PosixSemaphore &operator=(const PosixSemaphore &) = delete;
+  /// True when the count was taken; never waits.
+  [[nodiscard]] bool tryWait();
+  /// `count` posts; none for 0 or less.
+  void release(int count = 1);
+
+protected:
+  PosixSemaphore(sem_t *handle, String name, int32_t kind)
+      : _handle(handle), _name(std::move(name)), _kind(kind) {}
+  ~PosixSemaphore() = default;
+  /// An unnamed semaphore of `value`; IOException when it cannot be made.
+  static sem_t *createUnnamed(int value);
+  static void destroyUnnamed(sem_t *handle);
+
+  sem_t *_handle;
+  String _name;  // the system name of a named semaphore
+  int32_t _kind; // 0 named server, 1 named client, 2 unnamed
+};
+
+template <> class SemaphoreTemplate<int *> : public PosixSemaphore {
 public:
   /// Creates the semaphore `name` with `value`, owned by the object (unlinked by its
   /// destructor). A semaphore left by a crashed process is removed first.
@@ -37,48 +60,34 @@ public:
   /// Unnamed, for one process.
   explicit SemaphoreTemplate(int value);
   ~SemaphoreTemplate();
-  SemaphoreTemplate(const SemaphoreTemplate &) = delete;
-  SemaphoreTemplate &operator=(const SemaphoreTemplate &) = delete;
 
+  /// IOException "Error waiting for semaphore: " and the reason, unless interrupted.
   void wait();
-  [[nodiscard]] bool tryWait();
   /// Not available for this form: IOException.
   bool timedWait(double seconds);
   bool timedWaitUntil(unsigned long long nanos);
-  /// `count` posts; none for 0 or less.
-  void release(int count = 1);
 
 private:
   SemaphoreTemplate(sem_t *handle, String name, int32_t kind)
-      : _handle(handle), _name(std::move(name)), _kind(kind) {}
-  sem_t *_handle;
-  String _name; // the system name of a named semaphore
-  int32_t _kind; // 0 named server, 1 named client, 2 unnamed
+      : PosixSemaphore(handle, std::move(name), kind) {}
 };
 
-template <> class SemaphoreTemplate<unsigned int> {
+template <> class SemaphoreTemplate<unsigned int> : public PosixSemaphore {
 public:
   /// Not available for this form: IOException naming NamedSemaphore.
   [[nodiscard]] static SemaphoreTemplate *createServer(const String &name, int value);
   [[nodiscard]] static SemaphoreTemplate *createClient(const String &name);
   explicit SemaphoreTemplate(int value);
   ~SemaphoreTemplate();
-  SemaphoreTemplate(const SemaphoreTemplate &) = delete;
-  SemaphoreTemplate &operator=(const SemaphoreTemplate &) = delete;
 
   void wait();
-  [[nodiscard]] bool tryWait();
   /// True when the count was taken within `seconds`; 0 is tryWait.
   bool timedWait(double seconds);
   /// True when the count was taken within `nanos` nanoseconds from now.
   bool timedWaitUntil(unsigned long long nanos);
-  void release(int count = 1);
 
 private:
   bool waitFor(unsigned long long nanos);
-  sem_t *_handle;
-  String _name;
-  int32_t _kind = 2;
 };
 
 using NamedSemaphore = SemaphoreTemplate<int *>;

@@ -5,6 +5,7 @@
 #include "base/core/String.h"
 #include "base/core/StringBuilder.h"
 #include "base/core/TextEncoding.h"
+#include "tests/support/Expect.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,7 @@
 #include <vector>
 
 using namespace base::core;
+using testsupport::expectIOException;
 
 namespace {
 
@@ -27,15 +29,6 @@ Bytes written(EndianMode mode, const std::function<void(OutputStream &)> &write)
   stream.setEndianMode(mode);
   write(stream);
   return Bytes(out.begin(), out.end());
-}
-
-void expectIOException(const std::function<void()> &action, const char *message) {
-  try {
-    action();
-    ADD_FAILURE() << "no exception; expected " << message;
-  } catch (const IOException &e) {
-    EXPECT_EQ(e.getMessage(), message);
-  }
 }
 
 // Records the bytes and the flushes an OutputStream receives: "ab|" is "ab", flush.

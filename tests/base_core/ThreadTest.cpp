@@ -3,6 +3,7 @@
 #include "base/core/Semaphore.h"
 #include "base/core/System.h"
 #include "base/core/Thread.h"
+#include "tests/support/Expect.h"
 
 #include <gtest/gtest.h>
 
@@ -20,6 +21,7 @@
 #include <string>
 
 using namespace base::core;
+using testsupport::expectIOException;
 
 namespace {
 
@@ -51,15 +53,6 @@ Seen runProbe(const char *name, ThreadPriority priority) {
   probe.start();
   probe.join();
   return probe.seen;
-}
-
-void expectIOException(const std::function<void()> &action, const char *message) {
-  try {
-    action();
-    ADD_FAILURE() << "no exception; expected " << message;
-  } catch (const IOException &e) {
-    EXPECT_EQ(e.getMessage(), message);
-  }
 }
 
 } // namespace
