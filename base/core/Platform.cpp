@@ -2,9 +2,50 @@
 #include "base/core/Platform.h"
 
 #include <immintrin.h>
+#include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <streambuf>
+
 namespace base::core {
+
+namespace {
+
+class DescriptorInput : public std::streambuf {
+protected:
+  int_type underflow() override {
+    ssize_t n;
+    do
+      n = read(0, _area, sizeof _area);
+    while (n < 0 && errno == EINTR);
+    if (n <= 0)
+      return traits_type::eof();
+    setg(_area, _area, _area + n);
+    return traits_type::to_int_type(_area[0]);
+  }
+  // What the descriptor holds once something arrived: -1 at its end.
+  std::streamsize showmanyc() override {
+    pollfd input{0, POLLIN, 0};
+    while (poll(&input, 1, -1) < 0 && errno == EINTR) {
+    }
+    int ready = 0;
+    if (ioctl(0, FIONREAD, &ready) != 0 || ready <= 0)
+      return -1;
+    return ready;
+  }
+
+private:
+  char _area[4096];
+};
+
+} // namespace
+
+std::istream &processInput() {
+  static auto *stream = new std::istream(new DescriptorInput);
+  return *stream;
+}
 
 int currentProcessId() noexcept { return static_cast<int>(getpid()); }
 

@@ -8,10 +8,17 @@
 #define BASE_CORE_PLATFORM_H
 
 #include <pthread.h>
+
+#include <istream>
 #include <ctime>
 
 namespace base::core {
 
+/// Standard input for the core's own reading. std::cin, kept in step with C stdio, never
+/// reports input as ready; this stream's buffer reads descriptor 0 and reports what the
+/// descriptor holds, waiting for input when there is none yet. It never ends its life, so
+/// that readers during exit find it.
+[[nodiscard]] std::istream &processInput();
 /// The id of this process.
 [[nodiscard]] int currentProcessId() noexcept;
 

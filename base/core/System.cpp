@@ -46,7 +46,7 @@ template <class Stream, class Made> Stream *held(Stream *&slot, Made *made) {
 
 OutputStream *makeOut() { return held(outPtr, new StdOutputStream(&std::cout, false)); }
 OutputStream *makeError() { return held(errorPtr, new StdOutputStream(&std::cerr, false)); }
-InputStream *makeIn() { return held(inPtr, new StdInputStream(&std::cin, false)); }
+InputStream *makeIn() { return held(inPtr, new StdInputStream(&processInput(), false)); }
 
 class SystemStaticInitializer {
 public:

@@ -17,8 +17,8 @@
 namespace base::core {
 
 /// The process's standard streams, UTF-8. Output and error keep each writeLine whole
-/// across threads. Standard input is read as StdInputStream reads: what the stream's
-/// buffer reports as ready.
+/// across threads. Input reads descriptor 0 through a buffer of its own, not std::cin's,
+/// so that what a pipe or a terminal delivers is reported as ready (see processInput).
 [[nodiscard]] OutputStream *getOut();
 [[nodiscard]] OutputStream *getError();
 [[nodiscard]] InputStream *getIn();
