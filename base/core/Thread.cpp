@@ -84,7 +84,7 @@ void Thread::start() {
     BASE_FATAL_STATE("pthread_attr_init() failed");
   if (pthread_attr_setstacksize(&attributes, 8388608) != 0)
     BASE_FATAL_STATE("pthread_attr_setstacksize() failed");
-  if (pthread_create(&_threadId, &attributes, &Thread::threadRunFunc, this) != 0)
+  if (pthread_create(&_threadId, &attributes, &thread_run_func, this) != 0)
     BASE_FATAL_STATE("pthread_create() failed");
   pthread_attr_destroy(&attributes);
 }
@@ -140,7 +140,7 @@ void Thread::initializeThread() {
   setThreadPriority(_priority);
 }
 
-void *Thread::threadRunFunc(void *thread) {
+void *thread_run_func(void *thread) {
   auto *self = static_cast<Thread *>(thread);
   self->initializeThread();
   self->run();

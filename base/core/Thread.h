@@ -72,6 +72,10 @@ private:
   pthread_t _id;
 };
 
+class Thread;
+/// The start routine of every Thread: initializeThread(), then run().
+void *thread_run_func(void *thread);
+
 class Thread : public Object {
 public:
   Thread() : Thread("Unnamed thread") {}
@@ -109,7 +113,7 @@ protected:
   virtual void run() = 0;
 
 private:
-  static void *threadRunFunc(void *thread);
+  friend void *thread_run_func(void *thread);
 
   pthread_t _threadId{};
   std::string _name;
