@@ -40,11 +40,22 @@ private:
   char _area[4096];
 };
 
+std::istream *processInputStream = nullptr;
+
 } // namespace
 
 std::istream &processInput() {
-  static auto *stream = new std::istream(new DescriptorInput);
-  return *stream;
+  if (processInputStream == nullptr)
+    processInputStream = new std::istream(new DescriptorInput);
+  return *processInputStream;
+}
+
+void releaseProcessInput() {
+  if (processInputStream != nullptr) {
+    delete processInputStream->rdbuf();
+    delete processInputStream;
+    processInputStream = nullptr;
+  }
 }
 
 int currentProcessId() noexcept { return static_cast<int>(getpid()); }

@@ -16,9 +16,10 @@ namespace base::core {
 
 /// Standard input for the core's own reading. std::cin, kept in step with C stdio, never
 /// reports input as ready; this stream's buffer reads descriptor 0 and reports what the
-/// descriptor holds, waiting for input when there is none yet. It never ends its life, so
-/// that readers during exit find it.
+/// descriptor holds, waiting for input when there is none yet. Made on first use.
 [[nodiscard]] std::istream &processInput();
+/// Frees the stream of processInput, which a later call makes again.
+void releaseProcessInput();
 /// The id of this process.
 [[nodiscard]] int currentProcessId() noexcept;
 

@@ -55,6 +55,7 @@ public:
       release(outPtr);
       release(errorPtr);
       release(inPtr);
+      releaseProcessInput();
     });
     (void)makeError();
     (void)makeOut();
