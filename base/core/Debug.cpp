@@ -123,11 +123,9 @@ bool assertionFailed(const String &condition, const String &message, const char 
 
 void assertionIgnored(const String &condition, const String &message, const char *file,
                       int line) {
-  OutputStream *error = getError();
-  error->writeString(StringBuilder("Assertion ignored: ") +
-                     getAssertionErrorMessage(condition, message, file, line));
-  error->flush();
-  error->writeLine();
+  // The builder form: the text, flush, a line feed, flush.
+  getError()->writeLine(StringBuilder("Assertion ignored: ") +
+                        getAssertionErrorMessage(condition, message, file, line));
 }
 
 void releaseCheckFailed(const String &condition, const String &message, const char *file,

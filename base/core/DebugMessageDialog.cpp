@@ -18,13 +18,6 @@ namespace {
 
 String decimal(int value) { return StringBuilder() + value; }
 
-void writeErrorLine(const String &text) {
-  OutputStream *error = getError();
-  error->writeString(text);
-  error->flush();
-  error->writeLine();
-}
-
 } // namespace
 
 void DebugMessageDialog::addOption(const String &label, int id) {
@@ -85,7 +78,8 @@ int DebugMessageDialog::show() {
       return _optionIds[size_t(index)];
     throw ProcessException(StringBuilder() + command + " returned a bad exit code");
   } catch (const ProcessException &e) {
-    writeErrorLine(StringBuilder("Error invoking ") + command + ": " + e.getMessage());
+    // The builder form: the text, flush, a line feed, flush.
+    getError()->writeLine(StringBuilder("Error invoking ") + command + ": " + e.getMessage());
   }
   return showInTerminal();
 }
@@ -145,7 +139,7 @@ bool launchDebugger() {
   try {
     exec({String("launch-debugger"), decimal(currentProcessId())});
   } catch (const ProcessException &e) {
-    writeErrorLine(StringBuilder("Error launching debugger") + e.getMessage());
+    getError()->writeLine(StringBuilder("Error launching debugger") + e.getMessage());
     return false;
   }
   DebugMessageDialog dialog;
@@ -179,7 +173,7 @@ void launchDebuggerIfNeeded() {
       didAttachDebugger = launchDebugger();
       break;
     default:
-      writeErrorLine(StringBuilder("Invalid choice chosen: ") + choice);
+      getError()->writeLine(StringBuilder("Invalid choice chosen: ") + choice);
     }
   }
 }
