@@ -118,14 +118,31 @@ void firFilterbank::init(unsigned int numBands, unsigned int numChannels,
   const unsigned int n = _fft.size();
   _spectra.allocate(std::max(numBands, 1u) * n);
   _kernelFFT.assign(numBands, nullptr);
+  _sized.clear();
   if (m > n)
     return;
-  for (unsigned int b = 0; b < numBands; ++b) {
+  for (unsigned int b = 0; b < numBands; ++b)
+    _kernelFFT[b] = _spectra.data() + std::size_t{b} * n;
+  kernelSpectra(_fft, _spectra.data());
+
+  // The smaller transforms, from the first with room for a kernel and one more output.
+  _sized.resize(Order);
+  for (unsigned int order = 1; order < Order; ++order) {
+    if ((1u << order) < m + 1)
+      continue;
+    _sized[order] = std::make_unique<Sized>(order);
+    _sized[order]->spectra.allocate(std::max(numBands, 1u) << order);
+    kernelSpectra(_sized[order]->fft, _sized[order]->spectra.data());
+  }
+}
+
+void firFilterbank::kernelSpectra(fftF32Real &fft, float *spectra) {
+  const unsigned int n = fft.size();
+  for (unsigned int b = 0; b < _numBands; ++b) {
     float *pad = _chunk.data();
     std::fill(pad, pad + n, 0.0f);
-    std::copy(kernel(b), kernel(b) + m, pad);
-    _kernelFFT[b] = _spectra.data() + std::size_t{b} * n;
-    _fft.FFTfwdPerm(pad, _kernelFFT[b]);
+    std::copy(kernel(b), kernel(b) + _kernelLength, pad);
+    fft.FFTfwdPerm(pad, spectra + std::size_t{b} * n);
   }
 }
 
@@ -163,36 +180,51 @@ void firFilterbank::filterDirect(const SampleData *input, SampleData *output,
 void firFilterbank::filter(const SampleData *input, SampleData *output, const SampleData *previous,
                            const SampleData *next) {
   const unsigned int n = _fft.size(), m = _kernelLength;
-  if (m == 0 || m > n) {
+  const unsigned long long length = output->length();
+  if (m == 0 || m > n || length < DirectBelow) {
     filterDirect(input, output, previous, next);
     return;
   }
-  const unsigned long long length = output->length();
+  // A block that one smaller transform holds, with the kernel's history, takes that one.
+  for (unsigned int order = 1; order < Order; ++order)
+    if (_sized[order] && length + m - 1 <= (1ull << order)) {
+      filterPass(_sized[order]->fft, _sized[order]->spectra.data(), input, output, previous,
+                 next, 0, length);
+      return;
+    }
+  const unsigned long long good = n - m + 1; // outputs per transform
+  for (unsigned long long pos = 0; pos < length; pos += good)
+    filterPass(_fft, _spectra.data(), input, output, previous, next, pos,
+               std::min(good, length - pos));
+}
+
+void firFilterbank::filterPass(fftF32Real &fft, const float *spectra, const SampleData *input,
+                               SampleData *output, const SampleData *previous,
+                               const SampleData *next, unsigned long long pos,
+                               unsigned long long count) {
+  const unsigned int n = fft.size(), m = _kernelLength;
   const unsigned int bands = std::min(_numBands, output->numStreams());
   const unsigned int channels = std::min(_numChannels, output->numChannels());
-  const unsigned long long good = n - m + 1; // outputs per transform
-  for (unsigned long long pos = 0; pos < length; pos += good) {
-    const unsigned long long count = std::min(good, length - pos);
-    const long long start = static_cast<long long>(pos) + 1 - static_cast<long long>(m) + _lookAhead;
-    for (unsigned int c = 0; c < channels; ++c) {
-      // The block itself where the transform's window lies inside it; otherwise the
-      // window gathered from the block and its neighbours, and zeros beyond them, so that
-      // no block length makes a read run outside the stores.
-      const float *in = channelOf(input, c);
-      const float *window;
-      if (in && start >= 0 && static_cast<unsigned long long>(start) + n <= input->length()) {
-        window = in + start;
-      } else {
-        extendedSamples(input, previous, next, c, start, n, _chunk.data());
-        window = _chunk.data();
-      }
-      _fft.FFTfwdPerm(window, _spectrum.data());
-      for (unsigned int b = 0; b < bands; ++b) {
-        ippsMulPerm_32f(_kernelFFT[b], _spectrum.data(), _product.data(), static_cast<int>(n));
-        _fft.FFTinvPerm(_product.data(), _product.data());
-        std::copy(_product.data() + (m - 1), _product.data() + (m - 1) + count,
-                  output->data(c, b) + pos);
-      }
+  const long long start = static_cast<long long>(pos) + 1 - static_cast<long long>(m) + _lookAhead;
+  for (unsigned int c = 0; c < channels; ++c) {
+    // The block itself where the transform's window lies inside it; otherwise the window
+    // gathered from the block and its neighbours, and zeros beyond them, so that no block
+    // length makes a read run outside the stores.
+    const float *in = channelOf(input, c);
+    const float *window;
+    if (in && start >= 0 && static_cast<unsigned long long>(start) + n <= input->length()) {
+      window = in + start;
+    } else {
+      extendedSamples(input, previous, next, c, start, n, _chunk.data());
+      window = _chunk.data();
+    }
+    fft.FFTfwdPerm(window, _spectrum.data());
+    for (unsigned int b = 0; b < bands; ++b) {
+      ippsMulPerm_32f(spectra + std::size_t{b} * n, _spectrum.data(), _product.data(),
+                      static_cast<int>(n));
+      fft.FFTinvPerm(_product.data(), _product.data());
+      std::copy(_product.data() + (m - 1), _product.data() + (m - 1) + count,
+                output->data(c, b) + pos);
     }
   }
 }
