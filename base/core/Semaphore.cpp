@@ -18,14 +18,8 @@ namespace base::core {
 
 namespace {
 
-String errorText(int error) {
-  char area[256];
-  return String(strerror_r(error, area, sizeof area));
-}
-
 // POSIX names start with a slash; the shared name may hold "+" and "-", which are fine.
 std::string systemName(const String &name) { return "/" + getSharedResourceName(name); }
-
 
 } // namespace
 
@@ -61,7 +55,7 @@ NamedSemaphore *NamedSemaphore::createServer(const String &name, int value) {
   }
   if (handle == SEM_FAILED)
     throw IOException(StringBuilder("Could not create named server semaphore ") + system.c_str() +
-                      ": " + errorText(errno));
+                      ": " + getSystemError());
   return new NamedSemaphore(handle, String(system.c_str()), 0);
 }
 
@@ -88,7 +82,7 @@ NamedSemaphore::~SemaphoreTemplate() {
 void NamedSemaphore::wait() {
   while (sem_wait(_handle) != 0) {
     if (errno != EINTR)
-      throw IOException(StringBuilder("Error waiting for semaphore: ") + errorText(errno));
+      throw IOException(StringBuilder("Error waiting for semaphore: ") + getSystemError());
   }
 }
 

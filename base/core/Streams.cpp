@@ -50,6 +50,14 @@ template <class T> void writeLittleEndian(OutputStream &stream, T value) {
     stream.writeByte(static_cast<unsigned char>(bits >> (8 * i)));
 }
 
+// Big or Little; any other mode writes nothing.
+template <class T> void writeInMode(OutputStream &stream, T value, EndianMode mode) {
+  if (mode == EndianMode::Big)
+    writeBigEndian(stream, value);
+  else if (mode == EndianMode::Little)
+    writeLittleEndian(stream, value);
+}
+
 template <class T> void writeNative(OutputStream &stream, T value) {
   unsigned char bytes[sizeof(T)];
   std::memcpy(bytes, &value, sizeof value);
@@ -266,12 +274,7 @@ void OutputStream::writeInt32(int value) {
   BASE_ILLEGAL_STATE("Unknown endian mode");
 }
 
-void OutputStream::writeInt32(int value, EndianMode mode) {
-  if (mode == EndianMode::Big)
-    writeBigEndian(*this, value);
-  else if (mode == EndianMode::Little)
-    writeLittleEndian(*this, value);
-}
+void OutputStream::writeInt32(int value, EndianMode mode) { writeInMode(*this, value, mode); }
 
 void OutputStream::writeInt32LE(int value) { writeLittleEndian(*this, value); }
 void OutputStream::writeInt32BE(int value) { writeBigEndian(*this, value); }
@@ -279,10 +282,7 @@ void OutputStream::writeInt64LE(long long value) { writeLittleEndian(*this, valu
 void OutputStream::writeInt64BE(long long value) { writeBigEndian(*this, value); }
 
 void OutputStream::writeInt64(long long value, EndianMode mode) {
-  if (mode == EndianMode::Big)
-    writeBigEndian(*this, value);
-  else if (mode == EndianMode::Little)
-    writeLittleEndian(*this, value);
+  writeInMode(*this, value, mode);
 }
 
 void OutputStream::writeInt32Native(int value) { writeNative(*this, value); }

@@ -36,17 +36,25 @@ template <class Stream> void release(Stream *&stream) {
   stream = nullptr;
 }
 
-template <class Stream, class Made> Stream *held(Stream *&slot, Made *made) {
+// Makes the stream only for an empty slot: a caller before the initialiser may have
+// filled it already.
+template <class Stream, class Make> Stream *held(Stream *&slot, Make make) {
   if (slot == nullptr) {
-    made->incrementRefCount();
-    slot = made;
+    slot = make();
+    slot->incrementRefCount();
   }
   return slot;
 }
 
-OutputStream *makeOut() { return held(outPtr, new StdOutputStream(&std::cout, false)); }
-OutputStream *makeError() { return held(errorPtr, new StdOutputStream(&std::cerr, false)); }
-InputStream *makeIn() { return held(inPtr, new StdInputStream(&processInput(), false)); }
+OutputStream *makeOut() {
+  return held(outPtr, [] { return new StdOutputStream(&std::cout, false); });
+}
+OutputStream *makeError() {
+  return held(errorPtr, [] { return new StdOutputStream(&std::cerr, false); });
+}
+InputStream *makeIn() {
+  return held(inPtr, [] { return new StdInputStream(&processInput(), false); });
+}
 
 class SystemStaticInitializer {
 public:
