@@ -11,6 +11,7 @@
 #include "engine/core/dsp/SampleData.h"
 #include "engine/core/dsp/firFilterbank.h"
 #include "primitives/dispatch/dispatch.h"
+#include "primitives/fft/FftSpec.h"
 #include "primitives/fft/fft.h"
 
 #include <fftw3.h>
@@ -31,7 +32,8 @@ std::vector<float> noise(std::size_t n) {
   return v;
 }
 
-void oursRoundTrip(benchmark::State &state, int order) {
+void oursRoundTrip(benchmark::State &state, int order, bool wide) {
+  primitives::fft::useWidePath(wide);
   const std::size_t n = std::size_t{1} << order;
   ippsFFTSpec_R_32f *spec = nullptr;
   ippsFFTInitAlloc_R_32f(&spec, order, ippFFTDivInverse, 1);
@@ -50,6 +52,7 @@ void oursRoundTrip(benchmark::State &state, int order) {
   ippsFree(spectrum);
   ippsFree(buffer);
   ippsFFTFree_R_32f(spec);
+  primitives::fft::useWidePath(true);
 }
 
 void fftwRoundTrip(benchmark::State &state, int order) {
@@ -129,8 +132,12 @@ void fftwFilterbank(benchmark::State &state) {
 const bool registered = [] {
   for (int order : {10, 13, 16}) {
     const std::string name = "RealFFT_order" + std::to_string(order) + "/";
-    benchmark::RegisterBenchmark((name + "ours").c_str(), oursRoundTrip, order);
+    benchmark::RegisterBenchmark((name + "ours").c_str(), oursRoundTrip, order, true);
     benchmark::RegisterBenchmark((name + "fftw").c_str(), fftwRoundTrip, order);
+    // The 128-bit core, which processors without AVX run.
+    const std::string narrow = "RealFFT_order" + std::to_string(order) + "_sse2/";
+    benchmark::RegisterBenchmark((narrow + "ours").c_str(), oursRoundTrip, order, false);
+    benchmark::RegisterBenchmark((narrow + "fftw").c_str(), fftwRoundTrip, order);
   }
   benchmark::RegisterBenchmark("FilterBank_65536/ours", oursFilterbank);
   benchmark::RegisterBenchmark("FilterBank_65536/fftw", fftwFilterbank);

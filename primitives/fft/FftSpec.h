@@ -26,8 +26,8 @@ struct ippsFFTSpec_R_32f {
   int32_t ownsMemory;     // 1: ippsFFTFree_R_32f frees memoryBlock
   void *memoryBlock;
   const int32_t *bitReverseTable;     // complex order c = order - 1, from order 7
-  const float *radix4Twiddles;        // radix-4 table of the innermost rows (M, 1024 or 2^R)
-  const float *blockMergeTwiddles;    // merges of 1024-point blocks into the innermost rows
+  const float *radix4Twiddles;        // radix-4 stages of the innermost rows (M or 2^R)
+  const float *blockMergeTwiddles;    // null: the radix-4 stages merge 1024-point blocks
   const float *chunkMergeTwiddles;    // merges of 16384-point chunks: never needed here
   const float *realRecombineTwiddles; // forward recombination, order 6 and above
   const float *ccsRecombineTwiddles;  // inverse recombination, order 6 and above
@@ -66,6 +66,17 @@ void complexForward(const ippsFFTSpec_R_32f *spec, const float *src, float *dst,
                     float *work);
 void complexInverse(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c,
                     float *work);
+
+/// Floats at the head of a radix-4 table, before its stages.
+constexpr std::size_t radix4Head = 16;
+
+/// The 256-bit form of the complex transform (identical bits; ComplexFftAvx.cpp).
+void wideTransform(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c,
+                   float *work, bool inverse);
+/// Whether this processor and system run the 256-bit form, and whether to use it when
+/// they do (on by default; tests turn it off to check both forms agree).
+bool widePathAvailable();
+void useWidePath(bool wanted);
 
 /// Straight-line small kernels: the real transforms of order 0 to 5 (Perm in or out), and
 /// the 32-point complex one of real order 6. `scale` is applied when not 1.
