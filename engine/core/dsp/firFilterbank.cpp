@@ -31,6 +31,28 @@ void convolveGroup(const float *x, const float *reversed, unsigned int taps, flo
   vstoreu_v_p_vf(out + 12, a3);
 }
 
+// One output: sum over k < taps of reversed[k] * x[k], by four lanes of four partial
+// sums and the last taps one by one (never reading x past the window: a zero tap times a
+// NaN beyond it would still be NaN). For the outputs that do not fill a group of 16.
+float convolveOne(const float *x, const float *reversed, unsigned int taps) {
+  vfloat a0 = vzero_vf(), a1 = vzero_vf(), a2 = vzero_vf(), a3 = vzero_vf();
+  unsigned int k = 0;
+  for (; k + 16 <= taps; k += 16) {
+    a0 = vadd_vf_vf_vf(a0, vmul_vf_vf_vf(vload_vf_p(reversed + k), vloadu_vf_p(x + k)));
+    a1 = vadd_vf_vf_vf(a1, vmul_vf_vf_vf(vload_vf_p(reversed + k + 4), vloadu_vf_p(x + k + 4)));
+    a2 = vadd_vf_vf_vf(a2, vmul_vf_vf_vf(vload_vf_p(reversed + k + 8), vloadu_vf_p(x + k + 8)));
+    a3 = vadd_vf_vf_vf(a3, vmul_vf_vf_vf(vload_vf_p(reversed + k + 12), vloadu_vf_p(x + k + 12)));
+  }
+  for (; k + 4 <= taps; k += 4)
+    a0 = vadd_vf_vf_vf(a0, vmul_vf_vf_vf(vload_vf_p(reversed + k), vloadu_vf_p(x + k)));
+  alignas(16) float lanes[4];
+  vstore_v_p_vf(lanes, vadd_vf_vf_vf(vadd_vf_vf_vf(a0, a1), vadd_vf_vf_vf(a2, a3)));
+  float sum = (lanes[0] + lanes[1]) + (lanes[2] + lanes[3]);
+  for (; k < taps; ++k)
+    sum += reversed[k] * x[k];
+  return sum;
+}
+
 // The samples of `channel` in stream 0, or null where the store has none.
 const float *channelOf(const SampleData *store, unsigned int channel) {
   if (!store || channel >= store->numChannels() || store->numStreams() == 0)
@@ -49,19 +71,17 @@ void extendedSamples(const SampleData *input, const SampleData *previous, const 
   const long long inLength = in ? static_cast<long long>(input->length()) : 0;
   const long long beforeLength = before ? static_cast<long long>(previous->length()) : 0;
   const long long behindLength = behind ? static_cast<long long>(next->length()) : 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const long long k = first + static_cast<long long>(i);
-    float v = 0.0f;
-    if (k < 0) {
-      if (k >= -beforeLength)
-        v = before[beforeLength + k];
-    } else if (k < inLength) {
-      v = in[k];
-    } else if (k - inLength < behindLength) {
-      v = behind[k - inLength];
-    }
-    dest[i] = v;
-  }
+  const long long end = first + static_cast<long long>(count);
+  std::fill(dest, dest + count, 0.0f);
+  // Source `from` holds the positions lo .. hi - 1, its element 0 at position lo.
+  auto copy = [&](const float *from, long long lo, long long hi) {
+    const long long a = std::max(lo, first), b = std::min(hi, end);
+    if (from && a < b)
+      std::copy(from + (a - lo), from + (b - lo), dest + (a - first));
+  };
+  copy(before, -beforeLength, 0);
+  copy(in, 0, inLength);
+  copy(behind, inLength, inLength + behindLength);
 }
 
 } // namespace
@@ -112,6 +132,11 @@ void firFilterbank::init(unsigned int numBands, unsigned int numChannels,
     for (unsigned int k = 0; k < m; ++k)
       for (unsigned int lane = 0; lane < 4; ++lane)
         _reversed[(std::size_t{b} * m + k) * 4 + lane] = _kernels[std::size_t{b} * m + (m - 1 - k)];
+  const std::size_t padded = (std::size_t{m} + 3) / 4 * 4;
+  _taps.assign(std::size_t{numBands} * padded + 4, 0.0f);
+  for (unsigned int b = 0; b < numBands; ++b)
+    for (unsigned int k = 0; k < m; ++k)
+      _taps[b * padded + k] = _kernels[std::size_t{b} * m + (m - 1 - k)];
 
   // The kernels' spectra, zero-padded to the transform length. Kernels longer than the
   // transform have none: filter() takes the direct form for them.
@@ -153,6 +178,7 @@ void firFilterbank::filterDirect(const SampleData *input, SampleData *output,
   const unsigned int channels = std::min(_numChannels, output->numChannels());
   const unsigned int m = _kernelLength;
   const unsigned long long whole = length / Group * Group;
+  const std::size_t padded = (std::size_t{m} + 3) / 4 * 4;
   // Whole groups of 16 outputs read M - 1 + 16 inputs past each group's start.
   const std::size_t size = (length + Group - 1) / Group * Group + m;
   if (_extended.size() < size)
@@ -168,11 +194,9 @@ void firFilterbank::filterDirect(const SampleData *input, SampleData *output,
       float *out = output->data(c, b);
       for (unsigned long long n = 0; n < whole; n += Group)
         convolveGroup(x + n, reversed, m, out + n);
-      if (whole < length) {
-        alignas(16) float tail[Group];
-        convolveGroup(x + whole, reversed, m, tail);
-        std::copy(tail, tail + (length - whole), out + whole);
-      }
+      const float *taps = _taps.data() + std::size_t{b} * padded;
+      for (unsigned long long n = whole; n < length; ++n)
+        out[n] = convolveOne(x + n, taps, m);
     }
   }
 }

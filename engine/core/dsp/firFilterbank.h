@@ -104,6 +104,7 @@ private:
   fftF32Real _fft;
   std::vector<float> _kernels;  // [numBands][M], windowed
   std::vector<float> _reversed; // [numBands][M][4]: tap M - 1 - k of each band, in all lanes
+  std::vector<float> _taps;     // [numBands][M rounded up to 4]: tap M - 1 - k, then zeros
   std::vector<float> _extended; // direct form: one channel's input with M - 1 samples before
   float_array _spectra;         // [numBands][N]
   float_array _chunk;           // the transform's input where it is not the block itself
