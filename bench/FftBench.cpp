@@ -139,6 +139,13 @@ const bool registered = [] {
     benchmark::RegisterBenchmark((narrow + "ours").c_str(), oursRoundTrip, order, false);
     benchmark::RegisterBenchmark((narrow + "fftw").c_str(), fftwRoundTrip, order);
   }
+  // No order may cost more than the next larger one: each small order against it.
+  for (int order = 0; order <= 9; ++order) {
+    const std::string name = "RealFFT_order" + std::to_string(order) + "_vs_next/";
+    benchmark::RegisterBenchmark((name + "ours").c_str(), oursRoundTrip, order, true);
+    benchmark::RegisterBenchmark((name + "order" + std::to_string(order + 1)).c_str(),
+                                 oursRoundTrip, order + 1, true);
+  }
   benchmark::RegisterBenchmark("FilterBank_65536/ours", oursFilterbank);
   benchmark::RegisterBenchmark("FilterBank_65536/fftw", fftwFilterbank);
   return true;

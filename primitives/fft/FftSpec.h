@@ -78,11 +78,15 @@ void wideTransform(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, 
 bool widePathAvailable();
 void useWidePath(bool wanted);
 
-/// Straight-line small kernels: the real transforms of order 0 to 5 (Perm in or out), and
-/// the 32-point complex one of real order 6. `scale` is applied when not 1.
-void realSmallForward(int order, const float *src, float *dst, float scale);
-void realSmallInverse(int order, const float *src, float *dst, float scale);
-void complex32(const float *src, float *dst, bool inverse, float scale);
+/// Straight-line small kernels, indexed by order: the real transforms of 1 to 32 points
+/// (Perm out forward, Perm in inverse) and the complex ones of 1 to 32 points, of which
+/// the 32-point pair serves real order 6. The scaled forms take the factor.
+using RealKernel = void (*)(const float *src, float *dst);
+using ScaledKernel = void (*)(const float *src, float *dst, float factor);
+extern const RealKernel tbl_rFFTfwd_small[6], tbl_rFFTinv_small[6];
+extern const ScaledKernel tbl_rFFTfwd_small_scale[6], tbl_rFFTinv_small_scale[6];
+extern const RealKernel tbl_cFFTfwd_small[6], tbl_cFFTinv_small[6];
+extern const ScaledKernel tbl_cFFTfwd_small_scale[6], tbl_cFFTinv_small_scale[6];
 
 } // namespace primitives::fft
 

@@ -237,7 +237,10 @@ void complexPass(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, bo
   const int c = spec->order - 1;
   const bool scaled = inverse ? spec->scaleInverse : spec->scaleForward;
   if (c == 5) {
-    complex32(src, dst, inverse, scaled ? spec->scaleFactor : 1.0f);
+    if (scaled)
+      (inverse ? tbl_cFFTinv_small_scale : tbl_cFFTfwd_small_scale)[5](src, dst, spec->scaleFactor);
+    else
+      (inverse ? tbl_cFFTinv_small : tbl_cFFTfwd_small)[5](src, dst);
   } else if (inverse) {
     complexInverse(spec, src, dst, c, work);
   } else {
@@ -252,7 +255,10 @@ IppStatus forward(const float *src, float *dst, const ippsFFTSpec_R_32f *spec,
   const int order = spec->order;
   const size_t n = size_t{1} << order;
   if (order <= 5) {
-    realSmallForward(order, src, dst, spec->scaleForward ? spec->scaleFactor : 1.0f);
+    if (spec->scaleForward)
+      tbl_rFFTfwd_small_scale[order](src, dst, spec->scaleFactor);
+    else
+      tbl_rFFTfwd_small[order](src, dst);
   } else {
     WorkBuffer work(spec, buffer);
     if (work.failed())
@@ -282,7 +288,10 @@ IppStatus inverse(const float *src, float *dst, const ippsFFTSpec_R_32f *spec,
     src = dst;
   }
   if (order <= 5) {
-    realSmallInverse(order, src, dst, spec->scaleInverse ? spec->scaleFactor : 1.0f);
+    if (spec->scaleInverse)
+      tbl_rFFTinv_small_scale[order](src, dst, spec->scaleFactor);
+    else
+      tbl_rFFTinv_small[order](src, dst);
     return ippStatusOk;
   }
   const float r0 = src[0], r1 = src[1];

@@ -184,26 +184,31 @@ TEST(RealFft, LayoutsOfWorkedCases) {
   }
 }
 
+// Every flag at every small-kernel order (the scaled kernels scale inside), at the first
+// orders of the complex core and at one of the radix-4 kernel.
 TEST(RealFft, Scaling) {
-  const int order = 10;
-  const std::size_t n = 1024;
-  const std::vector<float> x = noise(n, 77);
-  struct Case {
-    int flag;
-    double forwardGain, roundTrip;
-  } cases[] = {{ippFFTDivForward, 1.0 / 1024, 1.0}, {ippFFTDivInverse, 1.0, 1.0},
-               {ippFFTDivBySqrtN, 1.0 / 32, 1.0}, {ippFFTNoDiv, 1.0, 1024.0}};
-  Spec unscaled(order, ippFFTNoDiv);
-  std::vector<float> reference(n);
-  ippsFFTFwd_RToPerm_32f(x.data(), reference.data(), unscaled.spec, nullptr);
-  for (const Case &c : cases) {
-    Spec s(order, c.flag);
-    std::vector<float> y(n), back(n);
-    ippsFFTFwd_RToPerm_32f(x.data(), y.data(), s.spec, nullptr);
-    ippsFFTInv_PermToR_32f(y.data(), back.data(), s.spec, nullptr);
-    for (std::size_t i = 0; i < n; i += 37) {
-      EXPECT_NEAR(y[i], reference[i] * c.forwardGain, 1e-4 * std::fabs(reference[i]) + 1e-5) << c.flag;
-      EXPECT_NEAR(back[i], x[i] * c.roundTrip, 1e-4 * c.roundTrip) << c.flag;
+  for (int order : {1, 2, 3, 4, 5, 6, 7, 10}) {
+    SCOPED_TRACE(order);
+    const std::size_t n = std::size_t{1} << order;
+    const std::vector<float> x = noise(n, 77);
+    const double N = static_cast<double>(n);
+    struct Case {
+      int flag;
+      double forwardGain, roundTrip;
+    } cases[] = {{ippFFTDivForward, 1.0 / N, 1.0}, {ippFFTDivInverse, 1.0, 1.0},
+                 {ippFFTDivBySqrtN, 1.0 / std::sqrt(N), 1.0}, {ippFFTNoDiv, 1.0, N}};
+    Spec unscaled(order, ippFFTNoDiv);
+    std::vector<float> reference(n);
+    ippsFFTFwd_RToPerm_32f(x.data(), reference.data(), unscaled.spec, nullptr);
+    for (const Case &c : cases) {
+      Spec s(order, c.flag);
+      std::vector<float> y(n), back(n);
+      ippsFFTFwd_RToPerm_32f(x.data(), y.data(), s.spec, nullptr);
+      ippsFFTInv_PermToR_32f(y.data(), back.data(), s.spec, nullptr);
+      for (std::size_t i = 0; i < n; i += n > 64 ? 37 : 1) {
+        EXPECT_NEAR(y[i], reference[i] * c.forwardGain, 1e-4 * std::fabs(reference[i]) + 1e-5) << c.flag;
+        EXPECT_NEAR(back[i], x[i] * c.roundTrip, 1e-4 * c.roundTrip) << c.flag;
+      }
     }
   }
   // Order 0: one float, a scaled form multiplies by exactly 1.
