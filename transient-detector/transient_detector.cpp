@@ -10,16 +10,19 @@
 namespace {
 
 // Envelope follower coefficients, one lane per band, shared by every instance.
+// Each coefficient c with its complement 1 - c, rounded to float as the step forms it.
 struct FollowerConstants {
-  vfloat ef1Attack, ef2Attack, efRelease, one;
+  vfloat ef1Attack, ef2Attack, efRelease, one, ef1Keep, ef2Keep, efReleaseKeep;
 };
 
 const FollowerConstants &followerConstants() {
+  constexpr float Attack1 = 0x1.0624dep-9f; // 0.002
+  constexpr float Attack2 = 0x1.0624dep-8f; // 0.004
+  constexpr float Release = 0x1.0624dep-9f; // 0.002
   static const FollowerConstants constants{
-      vcast_vf_f(0x1.0624dep-9f), // 0.002
-      vcast_vf_f(0x1.0624dep-8f), // 0.004
-      vcast_vf_f(0x1.0624dep-9f), // 0.002
-      vcast_vf_f(1.0f)};
+      vcast_vf_f(Attack1),        vcast_vf_f(Attack2),        vcast_vf_f(Release),
+      vcast_vf_f(1.0f),           vcast_vf_f(1.0f - Attack1), vcast_vf_f(1.0f - Attack2),
+      vcast_vf_f(1.0f - Release)};
   return constants;
 }
 
@@ -270,19 +273,25 @@ void TransientDetector::followEnvelopes(uint64_t hops) {
     const vfloat in = vmax_vf_vf_vf(
         vabs_vf_vf(vset_vf_f_f_f_f(band0[i], band1[i], band2[i], band3[i])), floor);
 
-    // Slow and fast followers on the same input, each comparing with its old state.
-    const vfloat c1 = vsel_vf_vm_vf_vf(vlt_vm_vf_vf(e1, in), k.ef1Attack, k.efRelease);
-    e1 = vadd_vf_vf_vf(vmul_vf_vf_vf(c1, in), vmul_vf_vf_vf(vsub_vf_vf_vf(k.one, c1), e1));
+    // Slow and fast followers on the same input, each comparing with its old state. Both
+    // outcomes of each comparison are computed beside it and one is kept, so that the
+    // chain from one hop to the next is a product, a sum and a selection.
+    const vmask rising1 = vlt_vm_vf_vf(e1, in), rising2 = vlt_vm_vf_vf(e2, in);
+    const vfloat up1 = vadd_vf_vf_vf(vmul_vf_vf_vf(k.ef1Attack, in), vmul_vf_vf_vf(k.ef1Keep, e1));
+    const vfloat down1 = vadd_vf_vf_vf(vmul_vf_vf_vf(k.efRelease, in), vmul_vf_vf_vf(k.efReleaseKeep, e1));
+    const vfloat up2 = vadd_vf_vf_vf(vmul_vf_vf_vf(k.ef2Attack, in), vmul_vf_vf_vf(k.ef2Keep, e2));
+    const vfloat down2 = vadd_vf_vf_vf(vmul_vf_vf_vf(k.efRelease, in), vmul_vf_vf_vf(k.efReleaseKeep, e2));
+    e1 = vsel_vf_vm_vf_vf(rising1, up1, down1);
+    e2 = vsel_vf_vm_vf_vf(rising2, up2, down2);
     // The exact quotient: the processor's reciprocal estimate differs between vendors,
     // and results must not.
-    const vfloat r = vdiv_vf_vf_vf(k.one, e1);
-    const vfloat c2 = vsel_vf_vm_vf_vf(vlt_vm_vf_vf(e2, in), k.ef2Attack, k.efRelease);
-    e2 = vadd_vf_vf_vf(vmul_vf_vf_vf(c2, in), vmul_vf_vf_vf(vsub_vf_vf_vf(k.one, c2), e2));
-
     alignas(16) float q[4];
-    vstore_v_p_vf(q, vmul_vf_vf_vf(r, e2));
-    x[h] = engine::naturalLog((q[3] * q[1]) * (q[2] * q[0]));
+    vstore_v_p_vf(q, vmul_vf_vf_vf(vdiv_vf_vf_vf(k.one, e1), e2));
+    x[h] = (q[3] * q[1]) * (q[2] * q[0]);
   }
+  // The logarithms apart, where they do not hold up the followers.
+  for (uint64_t h = 0; h < hops; ++h)
+    x[h] = engine::naturalLog(x[h]);
   vstore_v_p_vf(_envelope1, e1);
   vstore_v_p_vf(_envelope2, e2);
 }

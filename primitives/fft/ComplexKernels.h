@@ -9,8 +9,9 @@
 // file gets its own copy compiled for its own instruction set.
 //
 // Roles, by the names of the reference structure:
-//  - reverseAndFirstStage: ipps_BitRev2_8 and the twiddle-free first stage of
-//    ipps_cRadix4Fwd_32fc, merged (out of place); in place, ipps_BitRev1_8 then that stage.
+//  - reverseAndFirstStage, reverseTilesAndFirstStage: ipps_BitRev2_8 (out of place) or
+//    ipps_BitRev1_8 (in place) merged with the twiddle-free first stage of
+//    ipps_cRadix4Fwd_32fc. Neither needs the swap list, which the spec still carries.
 //  - stages: the rest of ipps_cRadix4Fwd_32fc / ipps_cRadix4Inv_32fc. At complex orders
 //    11 and 12 it also plays the chunk path's roles (1024-point blocks and the cFft_Blk_R2
 //    merges): its last stage is a radix-4 merge of four 1024-point blocks.
@@ -187,29 +188,6 @@ template <bool Inv> void reverseTilesAndFirstStage(const float *src, float *dst,
       bit >>= 1;
     }
     mr |= bit;
-  }
-}
-
-// Bit reversal of all c bits in place, through the swap list of the middle bits.
-inline void bitReverseInPlace(uint64_t *z, size_t M, const int32_t *table) {
-  const size_t half = M / 2;
-  auto swap = [z](size_t a, size_t b) {
-    const uint64_t t = z[a];
-    z[a] = z[b];
-    z[b] = t;
-  };
-  swap(1, half); // middle bits 0 reverse to themselves
-  size_t k = 0;
-  for (; table[k] != 0; k += 2) {
-    const size_t i = static_cast<size_t>(table[k]) / 2, r = static_cast<size_t>(table[k + 1]) / 2;
-    swap(i, r);
-    swap(half + i + 1, half + r + 1);
-    swap(i + 1, half + r);
-    swap(half + i, r + 1);
-  }
-  for (size_t e = M / 4 - 1; table[e] != 0; --e) {
-    const size_t i = static_cast<size_t>(table[e]) / 2;
-    swap(i + 1, half + i);
   }
 }
 
@@ -403,16 +381,11 @@ void blockStep(const ippsFFTSpec_R_32f *spec, float *x, int c, int depth, float 
 template <bool Inv, class L>
 void transform(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c, float *work) {
   const size_t M = size_t{1} << c;
-  // Small arrays sit in the cache: the gather with the first stage, or the swap list in
-  // place, beat the tiles there.
-  if (c >= 13) {
+  // Out of place, a small array sits in the cache and the plain gather beats the tiles.
+  if (c >= 13 || src == dst)
     reverseTilesAndFirstStage<Inv>(src, dst, M, c);
-  } else if (src != dst) {
+  else
     reverseAndFirstStage<Inv>(src, dst, M);
-  } else {
-    bitReverseInPlace(reinterpret_cast<uint64_t *>(dst), M, spec->bitReverseTable);
-    firstStage<Inv>(dst, M);
-  }
   if (blockOrder(c) == 0)
     stages<Inv, L>(dst, M, spec->radix4Twiddles, scaleOf<Inv>(spec));
   else

@@ -25,7 +25,8 @@ struct ippsFFTSpec_R_32f {
   int32_t workBufferSize; // bytes, 0 when none is needed
   int32_t ownsMemory;     // 1: ippsFFTFree_R_32f frees memoryBlock
   void *memoryBlock;
-  const int32_t *bitReverseTable;     // complex order c = order - 1, from order 7
+  const int32_t *bitReverseTable;     // swap list, c = order - 1, from order 7 (unread: the
+                                      // kernels reverse by tiles, which need no table)
   const float *radix4Twiddles;        // radix-4 stages of the innermost rows (M or 2^R)
   const float *blockMergeTwiddles;    // null: the radix-4 stages merge 1024-point blocks
   const float *chunkMergeTwiddles;    // merges of 16384-point chunks: never needed here
