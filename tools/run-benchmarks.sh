@@ -3,7 +3,8 @@
 # measured in the same run (FFTW for the transforms, the C library for the vector maths,
 # plain loops compiled at -O3 and memcpy for the block kernels and the sample formats,
 # the standard library for text,
-# the SDK's example onset detector for the whole plug-in) and the real-time factors.
+# the SDK's example onset detector for the whole plug-in) and the real-time factors, then
+# the CPU time of vamp-simple-host over ten minutes of audio.
 # Medians of five repetitions; run it on a quiet machine.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -27,3 +28,38 @@ for b in vecmath_bench fft_bench kernels_bench formats_bench text_bench decision
       ;;
   esac
 done
+
+# The whole plug-in as a user runs it: CPU seconds of vamp-simple-host over a 10-minute
+# generated recording, for this plug-in, the SDK's percussion onset detector, and the
+# amplitude follower, which does almost nothing and so gives the host's own cost (reading
+# and converting the file). Five rounds, the three in turn in each; medians.
+echo "== vamp-simple-host, 10 minutes of 44.1 kHz audio (CPU seconds, median of 5 rounds)"
+cmake --build "$build" -j"$(nproc)" --target transient-detector make-example-recording >/dev/null
+work=$(mktemp -d)
+trap 'rm -f "$out"; rm -rf "$work"' EXIT
+"$build/tools/make-example-recording" "$work/ten.wav" --seconds 600 >/dev/null
+export VAMP_PATH="$build/transient-detector:/usr/lib/x86_64-linux-gnu/vamp"
+plugins=(transient-detector:TransientDetector vamp-example-plugins:percussiononsets
+  vamp-example-plugins:amplitudefollower)
+for round in 1 2 3 4 5; do
+  for p in "${plugins[@]}"; do
+    TIMEFORMAT="%3U %3S"
+    t=$({ time vamp-simple-host "$p" "$work/ten.wav" -o "$work/out.txt" >/dev/null 2>&1; } 2>&1)
+    echo "$p $t"
+  done
+done | awk '
+  { cpu[$1] = cpu[$1] " " ($2 + $3) }
+  END {
+    for (p in cpu) {
+      n = split(substr(cpu[p], 2), v, " ")
+      for (i = 1; i <= n; i++) for (j = i + 1; j <= n; j++) if (v[j] < v[i]) { t = v[i]; v[i] = v[j]; v[j] = t }
+      med[p] = v[int((n + 1) / 2)]
+    }
+    floor = med["vamp-example-plugins:amplitudefollower"]
+    ours = med["transient-detector:TransientDetector"] - floor
+    perc = med["vamp-example-plugins:percussiononsets"] - floor
+    printf "  host floor (amplitudefollower): %.3f s\n", floor
+    printf "  transient-detector:  %.3f s, %.3f s above the floor\n", ours + floor, ours
+    printf "  percussiononsets:    %.3f s, %.3f s above the floor\n", perc + floor, perc
+    printf "  above the floor, this plug-in costs %.2f of percussiononsets\n", ours / perc
+  }'
