@@ -12,18 +12,21 @@
 
 namespace primitives {
 
+// Always inlined, so that no out-of-line copy exists for the linker to share between
+// files built for different instruction sets.
+
 /// The same bits as another type of the same size.
-template <class To, class From> inline To bitCast(From x) {
+template <class To, class From> [[gnu::always_inline]] inline To bitCast(From x) {
   static_assert(sizeof(To) == sizeof(From), "a bit cast keeps the size");
   To y;
   std::memcpy(&y, &x, sizeof y);
   return y;
 }
 
-inline uint32_t bitsOf(float x) { return bitCast<uint32_t>(x); }
-inline float floatOf(uint32_t u) { return bitCast<float>(u); }
-inline uint64_t bitsOf(double x) { return bitCast<uint64_t>(x); }
-inline double doubleOf(uint64_t u) { return bitCast<double>(u); }
+[[gnu::always_inline]] inline uint32_t bitsOf(float x) { return bitCast<uint32_t>(x); }
+[[gnu::always_inline]] inline float floatOf(uint32_t u) { return bitCast<float>(u); }
+[[gnu::always_inline]] inline uint64_t bitsOf(double x) { return bitCast<uint64_t>(x); }
+[[gnu::always_inline]] inline double doubleOf(uint64_t u) { return bitCast<double>(u); }
 
 } // namespace primitives
 

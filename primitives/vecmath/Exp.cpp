@@ -6,8 +6,7 @@
 // computed in double and rounded once.
 //
 //===----------------------------------------------------------------------===//
-#include "primitives/vecmath/Kernels.h"
-#include "primitives/vecmath/Tables.h"
+#include "primitives/vecmath/LogExp.h"
 
 #include <initializer_list>
 #include <limits>
@@ -16,13 +15,11 @@ namespace primitives::vecmath {
 
 namespace {
 
-constexpr float FastBound = 0x1.5d58a0p+6f;   // 87.33655: e^x normal and finite below it
+constexpr float FastBound = ExpBody::FastBound;
 constexpr float OverflowBound = 0x1.62e430p+6f; // 88.72284
 constexpr float UnderflowBound = -0x1.9d1da2p+6f; // -103.27894
-constexpr float InvLn2x128 = 0x1.715476p+7f;  // 128 / ln 2
-constexpr float Round = 0x1.6p+23f;           // 1.5 2^23
-constexpr float Ln2By128Hi = 0x1.630000p-8f;  // 0.00541687
-constexpr float Ln2By128Lo = -0x1.bd0106p-20f; // -1.6577691e-6
+constexpr float InvLn2x128 = ExpBody::InvLn2x128, Round = ExpBody::Round;
+constexpr float Ln2By128Hi = ExpBody::Ln2By128Hi, Ln2By128Lo = ExpBody::Ln2By128Lo;
 
 // e^x for |x| below the overflow bound with 2^(n>>7) applied in two steps, so that a
 // scale of 2^128 does not overflow the exponent field on the way.
@@ -39,58 +36,33 @@ float expCore(float x) {
   return p * floatOf(static_cast<uint32_t>(e + 127) << 23);
 }
 
-constexpr F4 kInv = f4(InvLn2x128), kRound = f4(Round), kHi = f4(Ln2By128Hi),
-             kLo = f4(Ln2By128Lo), kHalf = f4(0.5f), kFastBound = f4(FastBound);
-constexpr I4 kRoundBits = i4(0x4B300000), kRowBytes = i4(127 << 3), kBias = i4(127);
+} // namespace
 
-VECMATH_INLINE __m128 expVector(__m128 x) {
-  const __m128 t = _mm_add_ps(_mm_mul_ps(x, ld(kInv)), ld(kRound));
-  const __m128 nf = _mm_sub_ps(t, ld(kRound));
-  const __m128i n = _mm_sub_epi32(_mm_castps_si128(t), ld(kRoundBits));
-  const __m128 r = _mm_sub_ps(_mm_sub_ps(x, _mm_mul_ps(nf, ld(kHi))), _mm_mul_ps(nf, ld(kLo)));
-  // Rows of two floats: the byte offset is the low seven bits of n times 8.
-  const Offsets row(_mm_and_si128(_mm_slli_epi32(n, 3), ld(kRowBytes)));
-  const __m128 rows01 = _mm_loadh_pi(
-      _mm_castpd_ps(_mm_load_sd(row.at<double>(exp2f_table, 0))), row.at<__m64>(exp2f_table, 1));
-  const __m128 rows23 = _mm_loadh_pi(
-      _mm_castpd_ps(_mm_load_sd(row.at<double>(exp2f_table, 2))), row.at<__m64>(exp2f_table, 3));
-  const __m128 hi = _mm_shuffle_ps(rows01, rows23, _MM_SHUFFLE(2, 0, 2, 0));
-  const __m128 lo = _mm_shuffle_ps(rows01, rows23, _MM_SHUFFLE(3, 1, 3, 1));
-  const __m128 p = _mm_add_ps(
-      _mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_mul_ps(ld(kHalf), r), r), _mm_add_ps(lo, r)), hi), hi);
-  const __m128i scale = _mm_slli_epi32(_mm_add_epi32(_mm_srai_epi32(n, 7), ld(kBias)), 23);
-  return _mm_mul_ps(p, _mm_castsi128_ps(scale));
+float expElement(float x, IppStatus &status) {
+  if (x != x)
+    return x + x;
+  if (x == std::numeric_limits<float>::infinity())
+    return x;
+  if (x == -std::numeric_limits<float>::infinity())
+    return 0.0f;
+  if (x >= OverflowBound) {
+    status = ippStatusOverflow;
+    return std::numeric_limits<float>::infinity();
+  }
+  if (x <= UnderflowBound) {
+    status = ippStatusUnderflow;
+    const float tiny = std::numeric_limits<float>::min();
+    return tiny * tiny; // rounds to 0, raising underflow under the mask
+  }
+  if (x > -FastBound)
+    return expCore(x);
+  const float result = static_cast<float>(expDouble(static_cast<double>(x)));
+  if (result < std::numeric_limits<float>::min())
+    status = ippStatusUnderflow;
+  return result;
 }
 
-struct ExpKernel {
-  static constexpr const char *name = "vsExp";
-  static bool block(const float *src, float *dst) {
-    return vectorBlock<absBelow<kFastBound>, expVector>(src, dst);
-  }
-  static float scalar(float x, IppStatus &status) {
-    if (x != x)
-      return x + x;
-    if (x == std::numeric_limits<float>::infinity())
-      return x;
-    if (x == -std::numeric_limits<float>::infinity())
-      return 0.0f;
-    if (x >= OverflowBound) {
-      status = ippStatusOverflow;
-      return std::numeric_limits<float>::infinity();
-    }
-    if (x <= UnderflowBound) {
-      status = ippStatusUnderflow;
-      const float tiny = std::numeric_limits<float>::min();
-      return tiny * tiny; // rounds to 0, raising underflow under the mask
-    }
-    if (x > -FastBound)
-      return expCore(x);
-    const float result = static_cast<float>(expDouble(static_cast<double>(x)));
-    if (result < std::numeric_limits<float>::min())
-      status = ippStatusUnderflow;
-    return result;
-  }
-};
+namespace {
 
 // The double exponential: x = n ln2/64 + r, e^x = 2^(n>>6) 2^((n&63)/64) e^r, e^r by
 // its Taylor polynomial to r^5 (|r| <= ln2/128).
@@ -131,5 +103,7 @@ __m128d expDouble2(__m128d x) {
 using namespace primitives::vecmath;
 
 extern "C" IppStatus own_ipps_sExp_EXHAynn(const float *src, float *dst, int len) {
-  return run<ExpKernel, CheckOrder::PointersFirst>(src, dst, len);
+  if (wideMath())
+    return expWide(src, dst, len);
+  return run<ExpKernelT<Lanes128>, CheckOrder::PointersFirst>(src, dst, len);
 }

@@ -20,7 +20,21 @@
 #include <cstring>
 #include <emmintrin.h>
 
+// Everything here is compiled once per instruction set: the 256-bit kernels include this
+// file with VECMATH_ISA set to avx2, so that their copies of these inline functions carry
+// other names and the linker can never hand a 128-bit caller an AVX2 copy.
+#ifndef VECMATH_ISA
+#define VECMATH_ISA sse2
+#endif
+
 namespace primitives::vecmath {
+
+/// e^x in double for |x| below 709, relative error below 2^-44: the hyperbolic
+/// functions and the subnormal results of Exp are built on it.
+double expDouble(double x);
+__m128d expDouble2(__m128d x);
+
+inline namespace VECMATH_ISA {
 
 // The vector bodies are inlined whatever the optimisation level: called out of line they
 // lose their constants from registers and cost as much again.
@@ -161,11 +175,77 @@ inline __m128d pow2(__m128i n) {
   return _mm_castsi128_pd(_mm_slli_epi64(biased, 52));
 }
 
-/// e^x in double for |x| below 709, relative error below 2^-44: the hyperbolic
-/// functions and the subnormal results of Exp are built on it.
-double expDouble(double x);
-__m128d expDouble2(__m128d x);
 
+/// Four float lanes, with the integer view of the same register: the form the kernels
+/// that also have a 256-bit form are written in.
+struct Lanes128 {
+  using F = __m128;
+  using I = __m128i;
+  static constexpr int Count = 4;
+  static constexpr int AllSet = 0xF;
+  static F load(const float *p) { return _mm_loadu_ps(p); }
+  static void store(float *p, F v) { _mm_storeu_ps(p, v); }
+  static F f(float x) { return _mm_set1_ps(x); }
+  static I i(int32_t x) { return _mm_set1_epi32(x); }
+  static F add(F a, F b) { return _mm_add_ps(a, b); }
+  static F sub(F a, F b) { return _mm_sub_ps(a, b); }
+  static F mul(F a, F b) { return _mm_mul_ps(a, b); }
+  static F band(F a, F b) { return _mm_and_ps(a, b); }
+  static F select(F m, F a, F b) { return _mm_or_ps(_mm_and_ps(m, a), _mm_andnot_ps(m, b)); }
+  static F cmplt(F a, F b) { return _mm_cmplt_ps(a, b); }
+  static int mask(F m) { return _mm_movemask_ps(m); }
+  static F asF(I v) { return _mm_castsi128_ps(v); }
+  static I asI(F v) { return _mm_castps_si128(v); }
+  static F toF(I v) { return _mm_cvtepi32_ps(v); }
+  static I addi(I a, I b) { return _mm_add_epi32(a, b); }
+  static I subi(I a, I b) { return _mm_sub_epi32(a, b); }
+  static I andi(I a, I b) { return _mm_and_si128(a, b); }
+  static I ori(I a, I b) { return _mm_or_si128(a, b); }
+  static I gti(I a, I b) { return _mm_cmpgt_epi32(a, b); }
+  template <int N> static I srli(I a) { return _mm_srli_epi32(a, N); }
+  template <int N> static I slli(I a) { return _mm_slli_epi32(a, N); }
+  template <int N> static I srai(I a) { return _mm_srai_epi32(a, N); }
+  // The floats at base + offset, offsets in bytes.
+  static F gather(const float *base, I offsets) {
+    alignas(16) uint32_t o[4];
+    _mm_store_si128(reinterpret_cast<__m128i *>(o), offsets);
+    auto at = [base](uint32_t b) {
+      return *reinterpret_cast<const float *>(reinterpret_cast<const unsigned char *>(base) + b);
+    };
+    return _mm_setr_ps(at(o[0]), at(o[1]), at(o[2]), at(o[3]));
+  }
+  // Columns 0, 1 and 2 of the 16-byte aligned rows at table + offset, offsets in bytes:
+  // whole rows loaded and turned, cheaper than three gathers.
+  static void rows(const float *table, I offsets, F &c0, F &c1, F &c2) {
+    alignas(16) uint32_t o[4];
+    _mm_store_si128(reinterpret_cast<__m128i *>(o), offsets);
+    auto row = [table](uint32_t b) { return _mm_load_ps(table + b / 4); };
+    const F r0 = row(o[0]), r1 = row(o[1]), r2 = row(o[2]), r3 = row(o[3]);
+    const F lo01 = _mm_unpacklo_ps(r0, r1), lo23 = _mm_unpacklo_ps(r2, r3);
+    c0 = _mm_movelh_ps(lo01, lo23);
+    c1 = _mm_movehl_ps(lo23, lo01);
+    c2 = _mm_movelh_ps(_mm_unpackhi_ps(r0, r1), _mm_unpackhi_ps(r2, r3));
+  }
+};
+
+/// A block of 8 elements in lanes of L: the vector body K::body where every lane passes
+/// K::fast, otherwise nothing is written and false sends the block to the scalar path.
+template <class L, class K> VECMATH_INLINE bool laneBlock(const float *src, float *dst) {
+  constexpr int V = 8 / L::Count;
+  typename L::F x[V];
+  int all = L::AllSet;
+  for (int v = 0; v < V; ++v) {
+    x[v] = L::load(src + v * L::Count);
+    all &= L::mask(K::template fast<L>(x[v]));
+  }
+  if (all != L::AllSet)
+    return false;
+  for (int v = 0; v < V; ++v)
+    L::store(dst + v * L::Count, K::template body<L>(x[v]));
+  return true;
+}
+
+} // inline namespace VECMATH_ISA
 } // namespace primitives::vecmath
 
 #endif // PRIMITIVES_VECMATH_KERNELS_H

@@ -9,17 +9,16 @@
 //
 //===----------------------------------------------------------------------===//
 #include "primitives/simd/sse2.h"
-#include "primitives/vecmath/Kernels.h"
-#include "primitives/vecmath/Tables.h"
+#include "primitives/vecmath/LogExp.h"
 
+#include <atomic>
 #include <limits>
 
 namespace primitives::vecmath {
 namespace {
 
-constexpr float Log2Hi = 0x1.62e000p-1f; // 0.693115234375, on the grid of the table
-constexpr float Log2Lo = 0x1.0bfbe8p-15f; // 3.1946183e-5
-constexpr float C2 = -0.5f, C3 = 0.33333334f, C4 = -0.25f;
+constexpr float Log2Hi = LnBody::Log2Hi, Log2Lo = LnBody::Log2Lo;
+constexpr float C2 = LnBody::C2, C3 = LnBody::C3, C4 = LnBody::C4;
 
 inline unsigned int rowOf(uint32_t bits) { return ((((bits >> 13) & 0x3F8u) + 8u) & 0x7F0u) >> 4; }
 
@@ -42,48 +41,6 @@ float lnScalar(uint32_t bits, int k, bool near1) {
   if (near1)
     return (p + l) + (h + rLo);
   return ((p + l) + rLo) + h;
-}
-
-constexpr I4 kRowMask = i4(0x3F8), kRowRound = i4(8), kRowBytes = i4(0x7F0);
-constexpr I4 kFraction = i4(0x7FFFFF), kOne = i4(0x3F800000), kMHi = i4(0x7FFFC000);
-constexpr I4 kBias = i4(127), kNearShift = i4(0x407E0000), kNearBound = i4(0x7FFC0000);
-constexpr F4 kC2 = f4(C2), kC3 = f4(C3), kC4 = f4(C4), kOneF = f4(1.0f);
-constexpr F4 kLog2Hi = f4(Log2Hi), kLog2Lo = f4(Log2Lo);
-
-// Four elements, all in range.
-VECMATH_INLINE __m128 lnVector(__m128 x) {
-  const __m128i bits = _mm_castps_si128(x);
-  // The row's byte offset: rows are 16 bytes, so the rounded index needs no shift.
-  const Offsets row(_mm_and_si128(
-      _mm_add_epi32(_mm_and_si128(_mm_srli_epi32(bits, 13), ld(kRowMask)), ld(kRowRound)),
-      ld(kRowBytes)));
-  const __m128 row0 = _mm_load_ps(row.at<float>(Table, 0)), row1 = _mm_load_ps(row.at<float>(Table, 1));
-  const __m128 row2 = _mm_load_ps(row.at<float>(Table, 2)), row3 = _mm_load_ps(row.at<float>(Table, 3));
-  // Three columns of the four rows: logHi, logLo and recip.
-  const __m128 lo01 = _mm_unpacklo_ps(row0, row1), lo23 = _mm_unpacklo_ps(row2, row3);
-  const __m128 t0 = _mm_movelh_ps(lo01, lo23), t1 = _mm_movehl_ps(lo23, lo01);
-  const __m128 t2 = _mm_movelh_ps(_mm_unpackhi_ps(row0, row1), _mm_unpackhi_ps(row2, row3));
-
-  const __m128 m = _mm_castsi128_ps(_mm_or_si128(_mm_and_si128(bits, ld(kFraction)), ld(kOne)));
-  const __m128 mHi = _mm_and_ps(m, _mm_castsi128_ps(ld(kMHi)));
-  const __m128 mLo = _mm_sub_ps(m, mHi);
-  const __m128 rHi = _mm_sub_ps(_mm_mul_ps(mHi, t2), ld(kOneF));
-  const __m128 rLo = _mm_mul_ps(mLo, t2);
-  const __m128 r = _mm_add_ps(rHi, rLo);
-  const __m128 poly =
-      _mm_add_ps(ld(kC2), _mm_mul_ps(r, _mm_add_ps(ld(kC3), _mm_mul_ps(r, ld(kC4)))));
-  const __m128 p = _mm_mul_ps(_mm_mul_ps(r, r), poly);
-  const __m128 k = _mm_cvtepi32_ps(_mm_sub_epi32(_mm_srli_epi32(bits, 23), ld(kBias)));
-  const __m128 h = _mm_add_ps(_mm_add_ps(_mm_mul_ps(k, ld(kLog2Hi)), t0), rHi);
-  const __m128 l = _mm_add_ps(_mm_mul_ps(k, ld(kLog2Lo)), t1);
-  const __m128 near1 =
-      _mm_castsi128_ps(_mm_cmpgt_epi32(_mm_add_epi32(bits, ld(kNearShift)), ld(kNearBound)));
-  const __m128 pl = _mm_add_ps(p, l);
-  const __m128 farResult = _mm_add_ps(_mm_add_ps(pl, rLo), h);
-  if (__builtin_expect(_mm_movemask_ps(near1) == 0, 1))
-    return farResult;
-  const __m128 nearResult = _mm_add_ps(pl, _mm_add_ps(h, rLo));
-  return vsel_vf_vm_vf_vf(near1, nearResult, farResult);
 }
 
 // All four lanes positive, normal and finite: as signed integers, above 0x7FFFFF and
@@ -191,21 +148,43 @@ template <__m128 (*Vector)(__m128), float (*Finite)(uint32_t, int, bool)> struct
   }
 };
 
-struct LnKernel : LogKernel<lnVector, lnScalar> {
-  static constexpr const char *name = "vsLn";
-};
 struct Log10Kernel : LogKernel<log10Vector, log10Scalar> {
   static constexpr const char *name = "vsLog10";
 };
 
 } // namespace
+
+float lnElement(float x, IppStatus &status) {
+  float result;
+  uint32_t bits;
+  int k = 0;
+  if (logSpecial(x, result, status, bits, k))
+    return result;
+  return lnScalar(bits, k, nearOne(bitsOf(x)));
+}
+
+bool wideMathAvailable() {
+  // libgcc's check includes the system's saving of the 256-bit registers.
+  static const bool available = __builtin_cpu_supports("avx2");
+  return available;
+}
+
+namespace {
+std::atomic<bool> wideWanted{true};
+}
+
+void useWideMath(bool wanted) { wideWanted.store(wanted); }
+bool wideMath() { return wideMathAvailable() && wideWanted.load(std::memory_order_relaxed); }
+
 } // namespace primitives::vecmath
 
 using namespace primitives::vecmath;
 
 extern "C" {
 IppStatus own_ipps_sLn_EXHAynn(const float *src, float *dst, int len) {
-  return run<LnKernel, CheckOrder::PointersFirst>(src, dst, len);
+  if (wideMath())
+    return lnWide(src, dst, len);
+  return run<LnKernelT<Lanes128>, CheckOrder::PointersFirst>(src, dst, len);
 }
 IppStatus own_ipps_sLog10_EXHAynn(const float *src, float *dst, int len) {
   return run<Log10Kernel, CheckOrder::PointersFirst>(src, dst, len);

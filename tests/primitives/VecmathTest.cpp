@@ -1,4 +1,5 @@
 //===- tests/primitives/VecmathTest.cpp - Vector transcendental functions --===//
+#include "primitives/vecmath/LogExp.h"
 #include "primitives/vecmath/vecmath.h"
 #include "tests/support/Bits.h"
 
@@ -75,6 +76,40 @@ TEST(Vecmath, ClassesGiveEqualBits) {
     EXPECT_EQ(f.a21(in.data(), b.data(), static_cast<int>(in.size())), sa) << f.name;
     EXPECT_EQ(f.a24(in.data(), c.data(), static_cast<int>(in.size())), sa) << f.name;
     EXPECT_TRUE(sameBits(a, b) && sameBits(b, c)) << f.name;
+  }
+}
+
+// The 256-bit kernels give the 128-bit kernels' bits and statuses, over whole blocks in
+// the fast range (Ln: every exponent, and the neighbourhood of 1; Exp: the whole fast
+// range) and over blocks with special values.
+TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
+  if (!primitives::vecmath::wideMathAvailable())
+    GTEST_SKIP() << "no AVX2 here: the other tests run the 128-bit kernels";
+  const std::size_t n = 1 << 16;
+  std::vector<float> ln(n), exp(n);
+  uint32_t s = 5;
+  for (std::size_t i = 0; i < n; ++i) {
+    s = s * 1664525u + 1013904223u;
+    ln[i] = i % 4 ? floatOf(0x00800000u + s % 0x7F000000u) : floatOf(0x3F7C0000u + (s >> 14));
+    exp[i] = (static_cast<float>(s >> 8) / 16777216.0f - 0.5f) * 174.6f;
+  }
+  const std::vector<float> mixed = mixedInputs(4099);
+  const struct {
+    Fn f;
+    const std::vector<float> *in;
+  } cases[] = {{ippsLn_32f_A24, &ln}, {ippsExp_32f_A24, &exp}, {ippsLn_32f_A24, &mixed},
+               {ippsExp_32f_A24, &mixed}};
+  for (const auto &c : cases) {
+    std::vector<float> out[2];
+    IppStatus status[2];
+    for (bool wide : {false, true}) {
+      primitives::vecmath::useWideMath(wide);
+      out[wide].resize(c.in->size());
+      status[wide] = c.f(c.in->data(), out[wide].data(), static_cast<int>(c.in->size()));
+    }
+    primitives::vecmath::useWideMath(true);
+    EXPECT_EQ(status[0], status[1]);
+    EXPECT_TRUE(sameBits(out[0], out[1]));
   }
 }
 
