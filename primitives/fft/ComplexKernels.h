@@ -212,6 +212,29 @@ template <bool Inv> void radix2Stage(float *x, size_t M, const float *table) {
   }
 }
 
+// The rotations of one position p of a radix-4 stage, from the stage's table (48 floats
+// per four positions, W1 W2 W3 each as (w0 w0 ..) and (-w1 w1 ..)), conjugated inverse.
+template <class L> struct Rotations {
+  typename L::V w1r, w1i, w2r, w2i, w3r, w3i;
+};
+
+// The radix-4 butterfly on bit-reversed inputs: x1 takes W2, x2 W1, x3 W3.
+template <bool Inv, class L>
+inline void butterfly4(typename L::V a0, typename L::V x1, typename L::V x2, typename L::V x3,
+                       const Rotations<L> &w, typename L::V &o0, typename L::V &o1,
+                       typename L::V &o2, typename L::V &o3) {
+  using V = typename L::V;
+  const V a1 = rotate<L>(x1, w.w2r, w.w2i);
+  const V a2 = rotate<L>(x2, w.w1r, w.w1i);
+  const V a3 = rotate<L>(x3, w.w3r, w.w3i);
+  const V t0 = L::add(a0, a1), u = L::sub(a0, a1);
+  const V v = L::add(a2, a3), iw = quarterTurn<Inv, L>(L::sub(a2, a3));
+  o0 = L::add(t0, v);
+  o2 = L::sub(t0, v);
+  o1 = L::add(u, iw);
+  o3 = L::sub(u, iw);
+}
+
 // One radix-4 stage of group size G >= 16. The stage's table holds, per four positions p,
 // the rotations W1, W2, W3 as (w0 w0 ...) and (-w1 w1 ...), 48 floats; a 128-bit lane
 // type reads each half in turn. Scale multiplies the results (the last stage only).
@@ -223,18 +246,12 @@ void radix4Stage(float *x, size_t M, size_t G, const float *table, float scale) 
   const V conj = Inv ? L::signsAll() : L::broadcast(0.0f);
   for (size_t p = 0; p < q; p += L::Complex) {
     const float *t = table + 48 * (p / 4) + 2 * (p % 4);
-    const V w1r = L::load(t), w1i = L::flip(L::load(t + 8), conj);
-    const V w2r = L::load(t + 16), w2i = L::flip(L::load(t + 24), conj);
-    const V w3r = L::load(t + 32), w3i = L::flip(L::load(t + 40), conj);
+    const Rotations<L> w{L::load(t),      L::flip(L::load(t + 8), conj),  L::load(t + 16),
+                         L::flip(L::load(t + 24), conj), L::load(t + 32), L::flip(L::load(t + 40), conj)};
     for (size_t g = 0; g < M; g += G) {
       float *x0 = x + 2 * (g + p), *x1 = x0 + 2 * q, *x2 = x0 + 4 * q, *x3 = x0 + 6 * q;
-      const V a0 = L::load(x0);
-      const V a1 = rotate<L>(L::load(x1), w2r, w2i);
-      const V a2 = rotate<L>(L::load(x2), w1r, w1i);
-      const V a3 = rotate<L>(L::load(x3), w3r, w3i);
-      const V t0 = L::add(a0, a1), u = L::sub(a0, a1);
-      const V v = L::add(a2, a3), iw = quarterTurn<Inv, L>(L::sub(a2, a3));
-      V o0 = L::add(t0, v), o2 = L::sub(t0, v), o1 = L::add(u, iw), o3 = L::sub(u, iw);
+      V o0, o1, o2, o3;
+      butterfly4<Inv, L>(L::load(x0), L::load(x1), L::load(x2), L::load(x3), w, o0, o1, o2, o3);
       if constexpr (Scale) {
         o0 = L::mul(o0, factor);
         o1 = L::mul(o1, factor);
@@ -325,22 +342,18 @@ template <bool Inv, class L> struct Columns {
     const V conj = Inv ? L::signsAll() : L::broadcast(0.0f);
     for (size_t p = 0; p < q; ++p) {
       const float *t = table + 48 * (p / 4) + 2 * (p % 4);
-      const V w1r = L::broadcastPair(t), w1i = L::flip(L::broadcastPair(t + 8), conj);
-      const V w2r = L::broadcastPair(t + 16), w2i = L::flip(L::broadcastPair(t + 24), conj);
-      const V w3r = L::broadcastPair(t + 32), w3i = L::flip(L::broadcastPair(t + 40), conj);
+      const Rotations<L> rot{L::broadcastPair(t),      L::flip(L::broadcastPair(t + 8), conj),
+                             L::broadcastPair(t + 16), L::flip(L::broadcastPair(t + 24), conj),
+                             L::broadcastPair(t + 32), L::flip(L::broadcastPair(t + 40), conj)};
       for (size_t g = 0; g < rows; g += G)
         for (size_t e = 0; e < E; ++e) {
           float *x0 = w + 8 * (g + p) + 2 * L::Complex * e, *x1 = x0 + 8 * q, *x2 = x1 + 8 * q, *x3 = x2 + 8 * q;
-          const V a0 = L::load(x0);
-          const V a1 = rotate<L>(L::load(x1), w2r, w2i);
-          const V a2 = rotate<L>(L::load(x2), w1r, w1i);
-          const V a3 = rotate<L>(L::load(x3), w3r, w3i);
-          const V t0 = L::add(a0, a1), u = L::sub(a0, a1);
-          const V v = L::add(a2, a3), iw = quarterTurn<Inv, L>(L::sub(a2, a3));
-          L::store(x0, L::add(t0, v));
-          L::store(x1, L::add(u, iw));
-          L::store(x2, L::sub(t0, v));
-          L::store(x3, L::sub(u, iw));
+          V o0, o1, o2, o3;
+          butterfly4<Inv, L>(L::load(x0), L::load(x1), L::load(x2), L::load(x3), rot, o0, o1, o2, o3);
+          L::store(x0, o0);
+          L::store(x1, o1);
+          L::store(x2, o2);
+          L::store(x3, o3);
         }
     }
   }

@@ -132,36 +132,28 @@ VECMATH_INLINE __m128 log10Vector(__m128 x) {
   return toFloat(log10Pair(bits, 0, 1), log10Pair(bits, 2, 3));
 }
 
-// Ln and Log10 share the special values and the fast range; `Finite` computes a positive
-// finite value from its normalised bits, its exponent and whether it lies near 1.
-template <__m128 (*Vector)(__m128), float (*Finite)(uint32_t, int, bool)> struct LogKernel {
-  static bool block(const float *src, float *dst) {
-    return vectorBlock<allInLnRange, Vector>(src, dst);
-  }
-  static float scalar(float x, IppStatus &status) {
-    float result;
-    uint32_t bits;
-    int k = 0;
-    if (logSpecial(x, result, status, bits, k))
-      return result;
-    return Finite(bits, k, nearOne(bitsOf(x)));
-  }
-};
-
-struct Log10Kernel : LogKernel<log10Vector, log10Scalar> {
-  static constexpr const char *name = "vsLog10";
-};
-
-} // namespace
-
-float lnElement(float x, IppStatus &status) {
+// Ln and Log10 share the special values; `Finite` computes a positive finite value from
+// its normalised bits, its exponent and whether it lies near 1.
+template <float (*Finite)(uint32_t, int, bool)> float logElement(float x, IppStatus &status) {
   float result;
   uint32_t bits;
   int k = 0;
   if (logSpecial(x, result, status, bits, k))
     return result;
-  return lnScalar(bits, k, nearOne(bitsOf(x)));
+  return Finite(bits, k, nearOne(bitsOf(x)));
 }
+
+struct Log10Kernel {
+  static constexpr const char *name = "vsLog10";
+  static bool block(const float *src, float *dst) {
+    return vectorBlock<allInLnRange, log10Vector>(src, dst);
+  }
+  static float scalar(float x, IppStatus &status) { return logElement<log10Scalar>(x, status); }
+};
+
+} // namespace
+
+float lnElement(float x, IppStatus &status) { return logElement<lnScalar>(x, status); }
 
 bool wideMathAvailable() {
   // libgcc's check includes the system's saving of the 256-bit registers.
