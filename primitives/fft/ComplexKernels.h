@@ -11,7 +11,7 @@
 // Roles, by the names of the reference structure:
 //  - reverseAndFirstStage, reverseTilesAndFirstStage: ipps_BitRev2_8 (out of place) or
 //    ipps_BitRev1_8 (in place) merged with the twiddle-free first stage of
-//    ipps_cRadix4Fwd_32fc. Neither needs the swap list, which the spec still carries.
+//    ipps_cRadix4Fwd_32fc. Neither needs the swap list, which the setup block still carries.
 //  - stages: the rest of ipps_cRadix4Fwd_32fc / ipps_cRadix4Inv_32fc. At complex orders
 //    11 and 12 it also plays the chunk path's roles (1024-point blocks and the cFft_Blk_R2
 //    merges): its last stage is a radix-4 merge of four 1024-point blocks.
