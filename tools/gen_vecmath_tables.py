@@ -86,9 +86,10 @@ for j in range(64):
 w('};')
 w('')
 
-# Sine and cosine: 256 rows stepping by 2 pi / 256; vssin_data holds (sin a, cos a),
-# vscos_data (cos a, -sin a), so that f(a + r) = row[0] cos r + row[1] sin r for both.
-# Exact zeros and ones where the angle is a multiple of pi / 2.
+# Sine and cosine: 256 rows stepping by 2 pi / 256, four floats each. vssin_data holds
+# (sin a, cos a, and the two remainders), vscos_data (cos a, -sin a, and theirs), so that
+# f(a + r) = row[0] cos r + row[1] sin r for both, with row[2] and row[3] carrying the bits
+# beyond a float. Exact zeros and ones where the angle is a multiple of pi / 2.
 def sc(j):
     q, k = divmod(j, 64)
     a = mp.pi * k / 128
@@ -100,16 +101,23 @@ def sc(j):
     return s, c
 
 
-w('alignas(16) const double vssin_data[256][2] = {')
+def split(v):
+    hi = f32_exact(v)
+    return hi, f32_exact(v - mp.mpf(hi))
+
+
+w('alignas(16) const float vssin_data[256][4] = {')
 for j in range(256):
     s, c = sc(j)
-    w('    {%s, %s},' % (dl(f64(s)), dl(f64(c))))
+    (sh, sl), (ch, cl) = split(s), split(c)
+    w('    {%s, %s, %s, %s},' % (fl(sh), fl(ch), fl(sl), fl(cl)))
 w('};')
 w('')
-w('alignas(16) const double vscos_data[256][2] = {')
+w('alignas(16) const float vscos_data[256][4] = {')
 for j in range(256):
     s, c = sc(j)
-    w('    {%s, %s},' % (dl(f64(c)), dl(f64(-s))))
+    (sh, sl), (ch, cl) = split(s), split(c)
+    w('    {%s, %s, %s, %s},' % (fl(ch), fl(-sh if sh else 0.0), fl(cl), fl(-sl if sl else 0.0)))
 w('};')
 w('')
 

@@ -181,6 +181,7 @@ inline __m128d pow2(__m128i n) {
 struct Lanes128 {
   using F = __m128;
   using I = __m128i;
+  using D = __m128d;
   static constexpr int Count = 4;
   static constexpr int AllSet = 0xF;
   static F load(const float *p) { return _mm_loadu_ps(p); }
@@ -214,18 +215,33 @@ struct Lanes128 {
     };
     return _mm_setr_ps(at(o[0]), at(o[1]), at(o[2]), at(o[3]));
   }
-  // Columns 0, 1 and 2 of the 16-byte aligned rows at table + offset, offsets in bytes:
-  // whole rows loaded and turned, cheaper than three gathers.
-  static void rows(const float *table, I offsets, F &c0, F &c1, F &c2) {
+  // The columns of the 16-byte aligned rows of four floats at table + offset, offsets in
+  // bytes: whole rows loaded and turned, cheaper than a gather per column.
+  static void rows(const float *table, I offsets, F &c0, F &c1, F &c2, F &c3) {
     alignas(16) uint32_t o[4];
     _mm_store_si128(reinterpret_cast<__m128i *>(o), offsets);
     auto row = [table](uint32_t b) { return _mm_load_ps(table + b / 4); };
     const F r0 = row(o[0]), r1 = row(o[1]), r2 = row(o[2]), r3 = row(o[3]);
     const F lo01 = _mm_unpacklo_ps(r0, r1), lo23 = _mm_unpacklo_ps(r2, r3);
+    const F hi01 = _mm_unpackhi_ps(r0, r1), hi23 = _mm_unpackhi_ps(r2, r3);
     c0 = _mm_movelh_ps(lo01, lo23);
     c1 = _mm_movehl_ps(lo23, lo01);
-    c2 = _mm_movelh_ps(_mm_unpackhi_ps(r0, r1), _mm_unpackhi_ps(r2, r3));
+    c2 = _mm_movelh_ps(hi01, hi23);
+    c3 = _mm_movehl_ps(hi23, hi01);
   }
+  static void rows(const float *table, I offsets, F &c0, F &c1, F &c2) {
+    F unused;
+    rows(table, offsets, c0, c1, c2, unused);
+  }
+  // Doubles: the low and high halves of the lanes, and back.
+  static D lowD(F x) { return _mm_cvtps_pd(x); }
+  static D highD(F x) { return _mm_cvtps_pd(_mm_movehl_ps(x, x)); }
+  static F fromD(D lo, D hi) { return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi)); }
+  static D d(double x) { return _mm_set1_pd(x); }
+  static D subd(D a, D b) { return _mm_sub_pd(a, b); }
+  static D bandd(D a, D b) { return _mm_and_pd(a, b); }
+  static D dbits(int64_t x) { return _mm_castsi128_pd(_mm_set1_epi64x(x)); }
+  static D muld(D a, D b) { return _mm_mul_pd(a, b); }
 };
 
 /// A block of 8 elements in lanes of L: the vector body K::body where every lane passes

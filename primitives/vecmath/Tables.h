@@ -21,10 +21,11 @@ extern const double BT_Tbl[65][2];
 extern const float exp2f_table[128][2];
 /// 2^(j/64).
 extern const double dbPow2Table[64];
-/// Row j = (sin a, cos a) and (cos a, -sin a) for a = j * 2 pi / 256: f(a + r) is
-/// row[0] cos r + row[1] sin r for f = sin and f = cos alike.
-extern const double vssin_data[256][2];
-extern const double vscos_data[256][2];
+/// Row j = (sin a, cos a, and their remainders beyond a float) and (cos a, -sin a, and
+/// theirs) for a = j * 2 pi / 256: f(a + r) is row[0] cos r + row[1] sin r for f = sin and
+/// f = cos alike, with row[2] and row[3] the low parts of row[0] and row[1].
+extern const float vssin_data[256][4];
+extern const float vscos_data[256][4];
 /// 1 / pi in binary: 320 fraction bits, most significant first.
 extern const uint32_t invPiBits[10];
 /// (atan(t) - t) / t^3 as a polynomial in t^2 on |t| <= 0.4375, constant term first;

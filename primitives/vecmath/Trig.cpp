@@ -1,57 +1,48 @@
 //===- primitives/vecmath/Trig.cpp - Sine, cosine and tangent --------------===//
 //
-// x = n pi/128 + r with |r| <= pi/256. With (a, b) the table row of n mod 256,
-//   f(x) = a cos r + b sin r = a + (a (cos r - 1) + b sin r)
-// for f = sin (row sin, cos) and f = cos (row cos, -sin); tan is the quotient of the
-// two. Everything runs in double and is rounded once. Below 10000 the reduction is
-// Cody-Waite with pi/128 in 87 bits; above, the whole product of x with 1/pi in integer
-// arithmetic (320 bits of 1/pi), so even the floats closest to a multiple of pi come
-// out with their full relative accuracy.
+// x = n pi/128 + r with |r| about pi/256 or less. n comes from x times 1/pi (times 128)
+// rounded by adding 1.5 2^23, in single precision; r is formed in double, where n times
+// the first 32 bits of pi/128 is exact, and carried on as a float with its remainder.
+// With (a, b, aLo, bLo) the table row of n mod 256,
+//   f(x) = a cos r + b sin r = (a + b r) + aLo + a (cos r - 1) + b (sin r - r) + bLo r
+// for f = sin (row sin, cos) and f = cos (row cos, -sin), in single precision: a + b r is
+// formed exactly as a float and its error, the small terms join the error, and one
+// rounding ends it. tan is the quotient of the two, evaluated in double and rounded once.
+//
+// Below 10000 this runs in vector lanes. From 10000 to 49152 one element at a time with
+// pi/128 in three parts, and beyond through own_ipps_reduce_pio2d, which reduces modulo
+// pi/2 with 320 bits of 1/pi in integer arithmetic, so that even the floats closest to a
+// multiple of pi keep their full relative accuracy.
 //
 //===----------------------------------------------------------------------===//
-#include "primitives/vecmath/Kernels.h"
-#include "primitives/vecmath/Tables.h"
+#include "primitives/vecmath/Trig.h"
 
 #include <limits>
 
 namespace primitives::vecmath {
 namespace {
 
-constexpr float FastBound = 10000.0f;
-constexpr double InvStep = 0x1.45f306dc9c883p+5; // 128 / pi
-constexpr double Step = 0x1.921fb54442d18p-6;     // pi / 128
-constexpr double StepHi = 0x1.921fb54400000p-6;   // its first 34 bits
-constexpr double StepLo = 0x1.0b4611a626331p-40;  // the next 53
+using U128 = unsigned __int128;
+
+constexpr float MiddleBound = 49152.0f; // 0x47400000
+constexpr double Step = 0x1.921fb54442d18p-6;    // pi / 128
+constexpr double StepMid = 0x1.0b4611a600000p-40; // the 32 bits after TrigBody::StepHi
+constexpr double StepLow = 0x1.3198a2e037073p-75; // and the 53 after those
+constexpr double InvStepD = 0x1.45f306dc9c883p+5; // 128 / pi
 constexpr double RoundD = 0x1.8p+52;
-constexpr double S1 = -1.0 / 6.0, S2 = 1.0 / 120.0; // sin r = r + r^3 (S1 + r^2 S2)
-constexpr double K1 = -0.5, K2 = 1.0 / 24.0;        // cos r - 1 = r^2 (K1 + r^2 K2)
-
-enum class Fn { Sin, Cos, Tan };
-
-const double (*tableOf(Fn f))[2] { return f == Fn::Cos ? vscos_data : vssin_data; }
-
-// f(x) from its table row and remainder.
-template <Fn F> VECMATH_INLINE double combine(const double *row, double r) {
-  const double r2 = r * r;
-  const double sr = r + r * r2 * (S1 + r2 * S2);
-  const double cm1 = r2 * (K1 + r2 * K2);
-  const double value = row[0] + (row[0] * cm1 + row[1] * sr);
-  if constexpr (F == Fn::Tan)
-    return value / (row[1] + (row[1] * cm1 - row[0] * sr));
-  return value;
-}
 
 // Bits [pos, pos + 64) of the 192-bit number p[2]:p[1]:p[0].
-inline uint64_t bitsAt(const uint64_t p[3], int pos) {
-  using U128 = unsigned __int128;
+uint64_t bitsAt(const uint64_t p[3], int pos) {
   if (pos >= 64)
     return static_cast<uint64_t>((static_cast<U128>(p[2]) << 64 | p[1]) >> (pos - 64));
   return static_cast<uint64_t>((static_cast<U128>(p[1]) << 64 | p[0]) >> pos);
 }
 
-// |x| >= 10000 and finite: n mod 256 and r with x = n pi/128 + r.
-void reduceLarge(float x, int &j, double &r) {
-  using U128 = unsigned __int128;
+} // namespace
+
+// x = k pi/2 + y, k mod 4, |y| <= pi/4 (to rounding), for finite |x| >= 49152: the
+// product of x with 1/pi formed exactly in integers, in units of pi/128.
+void own_ipps_reduce_pio2d(float x, int &k, double &y) {
   const uint32_t bits = bitsOf(x);
   const uint64_t m = (bits & 0x7FFFFFu) | 0x800000u;
   const int e = static_cast<int>((bits >> 23) & 0xFF) - 150; // |x| = m 2^e
@@ -61,8 +52,8 @@ void reduceLarge(float x, int &j, double &r) {
   const int shift = first + 120 - e;
   const int start = first - 1; // 0-based index of the window's first bit
   U128 window = 0;
-  for (int k = 0; k < 4; ++k) {
-    const int at = start + 32 * k, q = at / 32, off = at % 32;
+  for (int w = 0; w < 4; ++w) {
+    const int at = start + 32 * w, q = at / 32, off = at % 32;
     const uint32_t word = off ? (invPiBits[q] << off) | (invPiBits[q + 1] >> (32 - off))
                               : invPiBits[q];
     window = (window << 32) | word;
@@ -78,95 +69,158 @@ void reduceLarge(float x, int &j, double &r) {
   n += frac >> 63; // round to the nearest multiple; the fraction turns negative
   const double f = (static_cast<double>(static_cast<int64_t>(frac)) +
                     static_cast<double>(next) * 0x1p-32) * 0x1p-64;
-  r = f * Step;
+  // n pi/128 + f pi/128 = k pi/2 + (d + f) pi/128 with d = n - 64 k in [-32, 31].
+  const int d = static_cast<int>((n + 32) & 63) - 32;
+  k = static_cast<int>(((n + 32) >> 6) & 3);
+  y = static_cast<double>(d) * Step + f * Step;
   if (bits & 0x80000000u) {
-    n = 0u - n;
-    r = -r;
+    k = (4 - k) & 3;
+    y = -y;
   }
-  j = static_cast<int>(n & 255u);
+}
+
+namespace {
+
+// Infinities give x times 0, a NaN, with the domain warning; a NaN gives x times x.
+float vssin_cout_rare(float x, IppStatus &status) {
+  if (x != x)
+    return x * x;
+  status = ippStatusDomain;
+  return x * 0.0f;
+}
+// Cosine and tangent follow the same rules.
+constexpr auto vscos_cout_rare = vssin_cout_rare;
+constexpr auto vstan_cout_rare = vssin_cout_rare;
+
+// n mod 256 and r = rd for |x| at or beyond the vector path's bound.
+void reduceScalar(float x, float ax, int &j, double &rd) {
+  if (ax < MiddleBound) {
+    // n from the same float product as below 10000; pi/128 in three parts.
+    const float t = x * TrigBody::InvStep + TrigBody::Round;
+    const double nf = static_cast<double>(t - TrigBody::Round);
+    j = static_cast<int>(bitsOf(t) & 255u);
+    rd = ((static_cast<double>(x) - nf * TrigBody::StepHi) - nf * StepMid) - nf * StepLow;
+    return;
+  }
+  int k;
+  double y;
+  own_ipps_reduce_pio2d(x, k, y);
+  const double t = y * InvStepD + RoundD;
+  const double md = t - RoundD;
+  j = static_cast<int>((64u * static_cast<unsigned>(k) + static_cast<unsigned>(bitsOf(t))) & 255u);
+  rd = (y - md * TrigBody::StepHi) - md * TrigBody::StepLo;
+}
+
+// The row of f = sin or cos and r, in the same operations as the vector body (Trig.h).
+float evaluate(const float *row, double rd) {
+  const float a = row[0], b = row[1], aLo = row[2], bLo = row[3];
+  const double top = doubleOf(bitsOf(rd) & 0xFFFFFE0000000000ull);
+  const float rh = static_cast<float>(top), rl = static_cast<float>(rd - top);
+  const float r = rh + rl;
+  const float r2 = r * r;
+  const float tail = r * r2 * (TrigBody::S1 + r2 * TrigBody::S2);
+  const float cm1 = r2 * (TrigBody::K1 + r2 * TrigBody::K2);
+  const float bh = floatOf(bitsOf(b) & 0xFFFFF000u), bl = b - bh;
+  const float p = bh * rh;
+  const float s = a + p;
+  const float e = (a - s) + p;
+  const float cross = bh * rl + bl * r;
+  const float small = b * tail + bLo * r;
+  return s + (((e + cross) + (aLo + a * cm1)) + small);
+}
+
+// The tangent in double from the sine row: (a + b sin r + a (cos r - 1)) over
+// (b + b (cos r - 1) - a sin r), a and b each from their two floats.
+double tangent(const float *row, double r) {
+  const double a = static_cast<double>(row[0]) + static_cast<double>(row[2]);
+  const double b = static_cast<double>(row[1]) + static_cast<double>(row[3]);
+  const double r2 = r * r;
+  const double sr = r + r * r2 * (-1.0 / 6.0 + r2 * (1.0 / 120.0));
+  const double cm1 = r2 * (-0.5 + r2 * (1.0 / 24.0));
+  return (a + (a * cm1 + b * sr)) / (b + (b * cm1 - a * sr));
 }
 
 template <Fn F> float scalarTrig(float x, IppStatus &status) {
-  if (x != x)
-    return x * x;
   const float ax = x < 0.0f ? -x : x;
-  if (ax == std::numeric_limits<float>::infinity()) {
-    status = ippStatusDomain;
-    return x * 0.0f;
-  }
+  if (!(ax < std::numeric_limits<float>::infinity()))
+    return F == Fn::Sin ? vssin_cout_rare(x, status)
+           : F == Fn::Cos ? vscos_cout_rare(x, status)
+                          : vstan_cout_rare(x, status);
   int j;
-  double r;
-  if (ax < FastBound) {
-    const double xd = static_cast<double>(x);
-    const double t = xd * InvStep + RoundD;
-    const double nf = t - RoundD;
-    r = (xd - nf * StepHi) - nf * StepLo;
-    j = static_cast<int>(static_cast<uint32_t>(bitsOf(t)) & 255u);
+  double rd;
+  if (ax < TrigBody::FastBound) {
+    const float t = x * TrigBody::InvStep + TrigBody::Round;
+    const double nf = static_cast<double>(t - TrigBody::Round);
+    j = static_cast<int>(bitsOf(t) & 255u);
+    rd = (static_cast<double>(x) - nf * TrigBody::StepHi) - nf * TrigBody::StepLo;
   } else {
-    reduceLarge(x, j, r);
+    reduceScalar(x, ax, j, rd);
   }
-  return static_cast<float>(combine<F>(tableOf(F)[j], r));
-}
-
-constexpr D2 kInvStep = d2(InvStep), kRoundD = d2(RoundD), kStepHi = d2(StepHi),
-             kStepLo = d2(StepLo), kS1 = d2(S1), kS2 = d2(S2), kK1 = d2(K1), kK2 = d2(K2);
-constexpr I4 kRowBytes = i4(255 << 4);
-constexpr F4 kFastBound = f4(FastBound);
-
-// x = n pi/128 + r per double lane: r, and t, which holds n in its low bits.
-VECMATH_INLINE __m128d reducePair(__m128d x, __m128d &t) {
-  t = _mm_add_pd(_mm_mul_pd(x, ld(kInvStep)), ld(kRoundD));
-  const __m128d nf = _mm_sub_pd(t, ld(kRoundD));
-  return _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(nf, ld(kStepHi))), _mm_mul_pd(nf, ld(kStepLo)));
-}
-
-template <Fn F> VECMATH_INLINE __m128d combinePair(__m128d r, const double *rowA, const double *rowB) {
-  const __m128d ra = _mm_load_pd(rowA), rb = _mm_load_pd(rowB);
-  const __m128d a = _mm_unpacklo_pd(ra, rb), b = _mm_unpackhi_pd(ra, rb);
-  const __m128d r2 = _mm_mul_pd(r, r);
-  const __m128d sr =
-      _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r2), _mm_add_pd(ld(kS1), _mm_mul_pd(r2, ld(kS2)))));
-  const __m128d cm1 = _mm_mul_pd(r2, _mm_add_pd(ld(kK1), _mm_mul_pd(r2, ld(kK2))));
-  const __m128d value = _mm_add_pd(a, _mm_add_pd(_mm_mul_pd(a, cm1), _mm_mul_pd(b, sr)));
   if constexpr (F == Fn::Tan)
-    return _mm_div_pd(value,
-                      _mm_add_pd(b, _mm_sub_pd(_mm_mul_pd(b, cm1), _mm_mul_pd(a, sr))));
-  return value;
+    return static_cast<float>(tangent(vssin_data[j], rd));
+  return evaluate((F == Fn::Cos ? vscos_data : vssin_data)[j], rd);
 }
 
-template <Fn F> VECMATH_INLINE __m128 trigVector(__m128 x) {
-  __m128d tLo, tHi;
-  const __m128d rLo = reducePair(lowToDouble(x), tLo), rHi = reducePair(highToDouble(x), tHi);
-  // The four n side by side; rows of two doubles: the byte offset is n mod 256 times 16.
-  const __m128i n = _mm_castps_si128(
-      _mm_shuffle_ps(_mm_castpd_ps(tLo), _mm_castpd_ps(tHi), _MM_SHUFFLE(2, 0, 2, 0)));
-  const Offsets row(_mm_and_si128(_mm_slli_epi32(n, 4), ld(kRowBytes)));
-  const void *table = tableOf(F);
-  return toFloat(combinePair<F>(rLo, row.at<double>(table, 0), row.at<double>(table, 1)),
-                 combinePair<F>(rHi, row.at<double>(table, 2), row.at<double>(table, 3)));
+// The tangent's vector path: the reduction of the sine's, then two lanes at a time in
+// double.
+VECMATH_INLINE __m128d tangentPair(__m128d r, const float *rowA, const float *rowB) {
+  const __m128 ra = _mm_load_ps(rowA), rb = _mm_load_ps(rowB);
+  const __m128 hi = _mm_movelh_ps(ra, rb), lo = _mm_movehl_ps(rb, ra); // (a b a' b'), (aLo bLo ..)
+  const __m128d hiA = _mm_cvtps_pd(_mm_shuffle_ps(hi, hi, _MM_SHUFFLE(3, 1, 2, 0)));
+  const __m128d hiB = _mm_cvtps_pd(_mm_shuffle_ps(hi, hi, _MM_SHUFFLE(2, 0, 3, 1)));
+  const __m128d loA = _mm_cvtps_pd(_mm_shuffle_ps(lo, lo, _MM_SHUFFLE(3, 1, 2, 0)));
+  const __m128d loB = _mm_cvtps_pd(_mm_shuffle_ps(lo, lo, _MM_SHUFFLE(2, 0, 3, 1)));
+  const __m128d a = _mm_add_pd(hiA, loA), b = _mm_add_pd(hiB, loB);
+  const __m128d r2 = _mm_mul_pd(r, r);
+  const __m128d sr = _mm_add_pd(
+      r, _mm_mul_pd(_mm_mul_pd(r, r2), _mm_add_pd(_mm_set1_pd(-1.0 / 6.0),
+                                                  _mm_mul_pd(r2, _mm_set1_pd(1.0 / 120.0)))));
+  const __m128d cm1 =
+      _mm_mul_pd(r2, _mm_add_pd(_mm_set1_pd(-0.5), _mm_mul_pd(r2, _mm_set1_pd(1.0 / 24.0))));
+  return _mm_div_pd(_mm_add_pd(a, _mm_add_pd(_mm_mul_pd(a, cm1), _mm_mul_pd(b, sr))),
+                    _mm_add_pd(b, _mm_sub_pd(_mm_mul_pd(b, cm1), _mm_mul_pd(a, sr))));
 }
 
-template <Fn F> struct TrigKernel {
-  static constexpr const char *name = F == Fn::Sin ? "vsSin" : F == Fn::Cos ? "vsCos" : "vsTan";
-  static bool block(const float *src, float *dst) {
-    return vectorBlock<absBelow<kFastBound>, trigVector<F>>(src, dst);
+struct TanBody : TrigBody {
+  template <class L> static VECMATH_INLINE __m128 body(__m128 x) {
+    __m128i row;
+    __m128d rdLo, rdHi;
+    reduce<Lanes128>(x, row, rdLo, rdHi);
+    alignas(16) uint32_t o[4];
+    _mm_store_si128(reinterpret_cast<__m128i *>(o), row);
+    const float *base = &vssin_data[0][0];
+    return toFloat(tangentPair(rdLo, base + o[0] / 4, base + o[1] / 4),
+                   tangentPair(rdHi, base + o[2] / 4, base + o[3] / 4));
   }
-  static float scalar(float x, IppStatus &status) { return scalarTrig<F>(x, status); }
+};
+
+template <Fn F> struct TanKernel {
+  static constexpr const char *name = "vsTan";
+  static bool block(const float *src, float *dst) { return laneBlock<Lanes128, TanBody>(src, dst); }
+  static float scalar(float x, IppStatus &status) { return scalarTrig<Fn::Tan>(x, status); }
 };
 
 } // namespace
+
+float sinElement(float x, IppStatus &status) { return scalarTrig<Fn::Sin>(x, status); }
+float cosElement(float x, IppStatus &status) { return scalarTrig<Fn::Cos>(x, status); }
+
 } // namespace primitives::vecmath
 
 using namespace primitives::vecmath;
 
 extern "C" {
 IppStatus own_ipps_sSin_EXHAynn(const float *src, float *dst, int len) {
-  return run<TrigKernel<Fn::Sin>, CheckOrder::LengthFirst>(src, dst, len);
+  if (wideMath())
+    return sinWide(src, dst, len);
+  return run<TrigKernelT<Lanes128, Fn::Sin>, CheckOrder::LengthFirst>(src, dst, len);
 }
 IppStatus own_ipps_sCos_EXHAynn(const float *src, float *dst, int len) {
-  return run<TrigKernel<Fn::Cos>, CheckOrder::LengthFirst>(src, dst, len);
+  if (wideMath())
+    return cosWide(src, dst, len);
+  return run<TrigKernelT<Lanes128, Fn::Cos>, CheckOrder::LengthFirst>(src, dst, len);
 }
 IppStatus own_ipps_sTan_EXHAynn(const float *src, float *dst, int len) {
-  return run<TrigKernel<Fn::Tan>, CheckOrder::LengthFirst>(src, dst, len);
+  return run<TanKernel<Fn::Tan>, CheckOrder::LengthFirst>(src, dst, len);
 }
 }

@@ -1,11 +1,13 @@
 //===- primitives/vecmath/VecmathAvx2.cpp - Kernels in 256-bit registers ---===//
 //
-// Built with AVX2 and without fused multiply-add: Ln and Exp eight lanes at a time, the
+// Built with AVX2 and without fused multiply-add: Ln, Exp, Sin and Cos eight lanes at a
+// time, the
 // same bodies as the 128-bit kernels, run only where the processor has AVX2.
 //
 //===----------------------------------------------------------------------===//
 #define VECMATH_ISA avx2
 #include "primitives/vecmath/LogExp.h"
+#include "primitives/vecmath/Trig.h"
 
 #include <immintrin.h>
 
@@ -16,6 +18,7 @@ namespace {
 struct Lanes256 {
   using F = __m256;
   using I = __m256i;
+  using D = __m256d;
   static constexpr int Count = 8;
   static constexpr int AllSet = 0xFF;
   static F load(const float *p) { return _mm256_loadu_ps(p); }
@@ -44,6 +47,17 @@ struct Lanes256 {
   // Rows k and k + 4 share a register, then the 4 x 4 turn of the 128-bit form in both
   // halves.
   static void rows(const float *table, I offsets, F &c0, F &c1, F &c2) {
+    F unused;
+    rowsTurned(table, offsets, c0, c1, c2, unused);
+  }
+  static void rows(const float *table, I offsets, F &c0, F &c1, F &c2, F &c3) {
+    // Four columns: gathers cost less here than eight row loads and their turning.
+    c0 = gather(table, offsets);
+    c1 = gather(table + 1, offsets);
+    c2 = gather(table + 2, offsets);
+    c3 = gather(table + 3, offsets);
+  }
+  static void rowsTurned(const float *table, I offsets, F &c0, F &c1, F &c2, F &c3) {
     alignas(32) uint32_t o[8];
     _mm256_store_si256(reinterpret_cast<__m256i *>(o), offsets);
     auto pair = [&](int k) {
@@ -54,8 +68,20 @@ struct Lanes256 {
     const F lo01 = _mm256_unpacklo_ps(r0, r1), lo23 = _mm256_unpacklo_ps(r2, r3);
     c0 = _mm256_shuffle_ps(lo01, lo23, _MM_SHUFFLE(1, 0, 1, 0));
     c1 = _mm256_shuffle_ps(lo01, lo23, _MM_SHUFFLE(3, 2, 3, 2));
-    c2 = _mm256_shuffle_ps(_mm256_unpackhi_ps(r0, r1), _mm256_unpackhi_ps(r2, r3), _MM_SHUFFLE(1, 0, 1, 0));
+    const F hi01 = _mm256_unpackhi_ps(r0, r1), hi23 = _mm256_unpackhi_ps(r2, r3);
+    c2 = _mm256_shuffle_ps(hi01, hi23, _MM_SHUFFLE(1, 0, 1, 0));
+    c3 = _mm256_shuffle_ps(hi01, hi23, _MM_SHUFFLE(3, 2, 3, 2));
   }
+  static D lowD(F x) { return _mm256_cvtps_pd(_mm256_castps256_ps128(x)); }
+  static D highD(F x) { return _mm256_cvtps_pd(_mm256_extractf128_ps(x, 1)); }
+  static F fromD(D lo, D hi) {
+    return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm256_cvtpd_ps(lo)), _mm256_cvtpd_ps(hi), 1);
+  }
+  static D d(double x) { return _mm256_set1_pd(x); }
+  static D subd(D a, D b) { return _mm256_sub_pd(a, b); }
+  static D bandd(D a, D b) { return _mm256_and_pd(a, b); }
+  static D dbits(int64_t x) { return _mm256_castsi256_pd(_mm256_set1_epi64x(x)); }
+  static D muld(D a, D b) { return _mm256_mul_pd(a, b); }
 };
 
 } // namespace
@@ -67,6 +93,14 @@ IppStatus lnWide(const float *src, float *dst, int len) {
 
 IppStatus expWide(const float *src, float *dst, int len) {
   return run<ExpKernelT<Lanes256>, CheckOrder::PointersFirst>(src, dst, len);
+}
+
+IppStatus sinWide(const float *src, float *dst, int len) {
+  return run<TrigKernelT<Lanes256, Fn::Sin>, CheckOrder::LengthFirst>(src, dst, len);
+}
+
+IppStatus cosWide(const float *src, float *dst, int len) {
+  return run<TrigKernelT<Lanes256, Fn::Cos>, CheckOrder::LengthFirst>(src, dst, len);
 }
 
 } // namespace primitives::vecmath

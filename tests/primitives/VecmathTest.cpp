@@ -80,25 +80,27 @@ TEST(Vecmath, ClassesGiveEqualBits) {
 }
 
 // The 256-bit kernels give the 128-bit kernels' bits and statuses, over whole blocks in
-// the fast range (Ln: every exponent, and the neighbourhood of 1; Exp: the whole fast
-// range) and over blocks with special values.
+// the fast range (Ln: every exponent, and the neighbourhood of 1; Exp, Sin, Cos: the whole
+// fast range) and over blocks with special values.
 TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
   if (!primitives::vecmath::wideMathAvailable())
     GTEST_SKIP() << "no AVX2 here: the other tests run the 128-bit kernels";
   const std::size_t n = 1 << 16;
-  std::vector<float> ln(n), exp(n);
+  std::vector<float> ln(n), exp(n), trig(n);
   uint32_t s = 5;
   for (std::size_t i = 0; i < n; ++i) {
     s = s * 1664525u + 1013904223u;
     ln[i] = i % 4 ? floatOf(0x00800000u + s % 0x7F000000u) : floatOf(0x3F7C0000u + (s >> 14));
     exp[i] = (static_cast<float>(s >> 8) / 16777216.0f - 0.5f) * 174.6f;
+    trig[i] = floatOf((s & 0x80000000u) | (s % 0x461C4000u)); // |x| below 10000, all exponents
   }
   const std::vector<float> mixed = mixedInputs(4099);
   const struct {
     Fn f;
     const std::vector<float> *in;
-  } cases[] = {{ippsLn_32f_A24, &ln}, {ippsExp_32f_A24, &exp}, {ippsLn_32f_A24, &mixed},
-               {ippsExp_32f_A24, &mixed}};
+  } cases[] = {{ippsLn_32f_A24, &ln},     {ippsExp_32f_A24, &exp},   {ippsSin_32f_A24, &trig},
+               {ippsCos_32f_A24, &trig},   {ippsLn_32f_A24, &mixed},  {ippsExp_32f_A24, &mixed},
+               {ippsSin_32f_A24, &mixed},  {ippsCos_32f_A24, &mixed}};
   for (const auto &c : cases) {
     std::vector<float> out[2];
     IppStatus status[2];
