@@ -194,6 +194,9 @@ struct Lanes128 {
   static F band(F a, F b) { return _mm_and_ps(a, b); }
   static F select(F m, F a, F b) { return _mm_or_ps(_mm_and_ps(m, a), _mm_andnot_ps(m, b)); }
   static F cmplt(F a, F b) { return _mm_cmplt_ps(a, b); }
+  static F cmple(F a, F b) { return _mm_cmple_ps(a, b); }
+  static F bxor(F a, F b) { return _mm_xor_ps(a, b); }
+  static F bor(F a, F b) { return _mm_or_ps(a, b); }
   static int mask(F m) { return _mm_movemask_ps(m); }
   static F asF(I v) { return _mm_castsi128_ps(v); }
   static I asI(F v) { return _mm_castps_si128(v); }
@@ -240,6 +243,19 @@ struct Lanes128 {
   static D d(double x) { return _mm_set1_pd(x); }
   static D subd(D a, D b) { return _mm_sub_pd(a, b); }
   static D bandd(D a, D b) { return _mm_and_pd(a, b); }
+  static D addd(D a, D b) { return _mm_add_pd(a, b); }
+  static I i64(int64_t x) { return _mm_set1_epi64x(x); }
+  static I asID(D v) { return _mm_castpd_si128(v); }
+  // The doubles at base[index], index in the 64-bit lanes.
+  static D gatherD(const double *base, I index) {
+    const int64_t i0 = _mm_cvtsi128_si64(index), i1 = _mm_cvtsi128_si64(_mm_unpackhi_epi64(index, index));
+    return _mm_set_pd(base[i1], base[i0]);
+  }
+  // 2^k for the integer k in the low 32 bits of each 64-bit lane, -1022 <= k <= 1023.
+  static D pow2(I k) {
+    const I biased = _mm_and_si128(_mm_add_epi32(k, _mm_set1_epi32(1023)), _mm_set1_epi64x(0xFFFFFFFF));
+    return _mm_castsi128_pd(_mm_slli_epi64(biased, 52));
+  }
   static D dbits(int64_t x) { return _mm_castsi128_pd(_mm_set1_epi64x(x)); }
   static D muld(D a, D b) { return _mm_mul_pd(a, b); }
 };

@@ -1,12 +1,13 @@
 //===- primitives/vecmath/VecmathAvx2.cpp - Kernels in 256-bit registers ---===//
 //
-// Built with AVX2 and without fused multiply-add: Ln, Exp, Sin and Cos eight lanes at a
-// time, the
+// Built with AVX2 and without fused multiply-add: Ln, Exp, Sin, Cos, Sinh and Cosh eight
+// lanes at a time, the
 // same bodies as the 128-bit kernels, run only where the processor has AVX2.
 //
 //===----------------------------------------------------------------------===//
 #define VECMATH_ISA avx2
 #include "primitives/vecmath/LogExp.h"
+#include "primitives/vecmath/Hyperbolic.h"
 #include "primitives/vecmath/Trig.h"
 
 #include <immintrin.h>
@@ -31,6 +32,9 @@ struct Lanes256 {
   static F band(F a, F b) { return _mm256_and_ps(a, b); }
   static F select(F m, F a, F b) { return _mm256_blendv_ps(b, a, m); }
   static F cmplt(F a, F b) { return _mm256_cmp_ps(a, b, _CMP_LT_OQ); }
+  static F cmple(F a, F b) { return _mm256_cmp_ps(a, b, _CMP_LE_OQ); }
+  static F bxor(F a, F b) { return _mm256_xor_ps(a, b); }
+  static F bor(F a, F b) { return _mm256_or_ps(a, b); }
   static int mask(F m) { return _mm256_movemask_ps(m); }
   static F asF(I v) { return _mm256_castsi256_ps(v); }
   static I asI(F v) { return _mm256_castps_si256(v); }
@@ -80,6 +84,17 @@ struct Lanes256 {
   static D d(double x) { return _mm256_set1_pd(x); }
   static D subd(D a, D b) { return _mm256_sub_pd(a, b); }
   static D bandd(D a, D b) { return _mm256_and_pd(a, b); }
+  static D addd(D a, D b) { return _mm256_add_pd(a, b); }
+  static I i64(int64_t x) { return _mm256_set1_epi64x(x); }
+  static I asID(D v) { return _mm256_castpd_si256(v); }
+  static D gatherD(const double *base, I index) {
+    return _mm256_i64gather_pd(reinterpret_cast<const double *>(base), index, 8);
+  }
+  static D pow2(I k) {
+    const I biased = _mm256_and_si256(_mm256_add_epi32(k, _mm256_set1_epi32(1023)),
+                                      _mm256_set1_epi64x(0xFFFFFFFF));
+    return _mm256_castsi256_pd(_mm256_slli_epi64(biased, 52));
+  }
   static D dbits(int64_t x) { return _mm256_castsi256_pd(_mm256_set1_epi64x(x)); }
   static D muld(D a, D b) { return _mm256_mul_pd(a, b); }
 };
@@ -101,6 +116,14 @@ IppStatus sinWide(const float *src, float *dst, int len) {
 
 IppStatus cosWide(const float *src, float *dst, int len) {
   return run<TrigKernelT<Lanes256, Fn::Cos>, CheckOrder::LengthFirst>(src, dst, len);
+}
+
+IppStatus sinhWide(const float *src, float *dst, int len) {
+  return run<HyperKernelT<Lanes256, true>, CheckOrder::LengthFirst>(src, dst, len);
+}
+
+IppStatus coshWide(const float *src, float *dst, int len) {
+  return run<HyperKernelT<Lanes256, false>, CheckOrder::LengthFirst>(src, dst, len);
 }
 
 } // namespace primitives::vecmath

@@ -80,7 +80,7 @@ TEST(Vecmath, ClassesGiveEqualBits) {
 }
 
 // The 256-bit kernels give the 128-bit kernels' bits and statuses, over whole blocks in
-// the fast range (Ln: every exponent, and the neighbourhood of 1; Exp, Sin, Cos: the whole
+// the fast range (Ln: every exponent, and the neighbourhood of 1; the others: the whole
 // fast range) and over blocks with special values.
 TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
   if (!primitives::vecmath::wideMathAvailable())
@@ -100,7 +100,8 @@ TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
     const std::vector<float> *in;
   } cases[] = {{ippsLn_32f_A24, &ln},     {ippsExp_32f_A24, &exp},   {ippsSin_32f_A24, &trig},
                {ippsCos_32f_A24, &trig},   {ippsLn_32f_A24, &mixed},  {ippsExp_32f_A24, &mixed},
-               {ippsSin_32f_A24, &mixed},  {ippsCos_32f_A24, &mixed}};
+               {ippsSin_32f_A24, &mixed},  {ippsCos_32f_A24, &mixed},  {ippsSinh_32f_A24, &exp},
+               {ippsCosh_32f_A24, &exp},   {ippsSinh_32f_A24, &mixed}, {ippsCosh_32f_A24, &mixed}};
   for (const auto &c : cases) {
     std::vector<float> out[2];
     IppStatus status[2];
