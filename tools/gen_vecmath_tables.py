@@ -121,6 +121,44 @@ for j in range(256):
 w('};')
 w('')
 
+# Tanh: 64 intervals of |x|, four to an octave from 2^-11 (the exponent and the top two
+# fraction bits of the float), interval 0 below 2^-11. In each, a polynomial of degree 7
+# in u = |x| - lo, lo being |x| with the rest of its fraction cleared (0 in interval 0,
+# where the Taylor series stands). Chebyshev fits, rounded to double.
+def tanh_rows():
+    rows = []
+    for i in range(64):
+        if i == 0:
+            c = [0, 1, 0, mp.mpf(-1) / 3, 0, mp.mpf(2) / 15, 0, mp.mpf(-17) / 315]
+        else:
+            k = i - 1 + (116 << 2)          # (bits >> 21) of the interval's floats
+            lo = mp.ldexp(1 + mp.mpf(k & 3) / 4, (k >> 2) - 127)
+            hi = mp.ldexp(1 + mp.mpf((k & 3) + 1) / 4, (k >> 2) - 127)
+            hi = min(hi, mp.mpf(10)) if lo < 10 else lo + 1
+            p = mp.chebyfit(lambda u: mp.tanh(lo + u), [0, hi - lo], 8)
+            c = list(reversed(p))
+        rows.append([f64(v) for v in c])
+    return rows
+
+
+w('alignas(16) const double Poly[64][8] = {')
+for row in tanh_rows():
+    w('    {%s},' % ', '.join(dl(v) for v in row))
+w('};')
+w('')
+w('const float spec_t[2] = {1.0f, -1.0f};')
+w('')
+
+# Exp's subnormal results: e^r on |r| <= ln2/2 by a polynomial of degree 6 (Chebyshev
+# fit), its coefficients paired odd with even for evaluation in r^2: A0, then (A2, A1),
+# (A4, A3), (A6, A5).
+ln2 = mp.log(2)
+cs = list(reversed(mp.chebyfit(mp.exp, [-ln2 / 2, ln2 / 2], 7)))
+w('const double s_dbA0 = %s;' % dl(f64(cs[0])))
+for name, (a, b) in (('s_dbA21', (2, 1)), ('s_dbA43', (4, 3)), ('s_dbA65', (6, 5))):
+    w('alignas(16) const double %s[2] = {%s, %s};' % (name, dl(f64(cs[a])), dl(f64(cs[b]))))
+w('')
+
 # 1 / pi as fraction bits, most significant first, 32 to a word.
 bits = int(mp.floor(mp.mpf(1) / mp.pi * mp.power(2, 320)))
 w('const uint32_t invPiBits[10] = {')

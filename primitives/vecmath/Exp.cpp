@@ -2,13 +2,12 @@
 //
 // Single precision: x = n ln2/128 + r with n rounded to an integer by adding 1.5 2^23,
 // and r in two parts; e^x = 2^(n>>7) 2^((n&127)/128) e^r with the middle factor from
-// the table as hi + lo and e^r as 1 + r + r^2/2. Results that would be subnormal are
-// computed in double and rounded once.
+// the table as hi + lo and e^r as 1 + r + r^2/2 (the vector body is in LogExp.h).
+// Results that would be subnormal are computed in double and rounded once.
 //
 //===----------------------------------------------------------------------===//
 #include "primitives/vecmath/LogExp.h"
 
-#include <initializer_list>
 #include <limits>
 
 namespace primitives::vecmath {
@@ -36,6 +35,27 @@ float expCore(float x) {
   return p * floatOf(static_cast<uint32_t>(e + 127) << 23);
 }
 
+// e^x for x from -103.27894 to -87.33655, where the result is at or below the smallest
+// normal float: x = n ln2 + r in double, e^r by the degree-6 polynomial of s_dbA0 ..
+// s_dbA65 taken in r^2, the pairs' odd and even halves side by side; 2^n is a normal
+// double, so the one rounding is the conversion to float.
+constexpr double InvLn2 = 0x1.71547652b82fep+0;
+constexpr double Ln2Hi = 0x1.62e42fefa0000p-1; // trailing zeros: n Ln2Hi is exact
+constexpr double Ln2Lo = 0x1.cf79abc9e3b3ap-40;
+constexpr double RoundD = 0x1.8p+52;
+
+float subnormalExp(double x) {
+  const double t = x * InvLn2 + RoundD;
+  const double n = t - RoundD;
+  const double r = (x - n * Ln2Hi) - n * Ln2Lo;
+  const double r2 = r * r;
+  const double even = (s_dbA65[0] * r2 + s_dbA43[0]) * r2 + s_dbA21[0];
+  const double odd = (s_dbA65[1] * r2 + s_dbA43[1]) * r2 + s_dbA21[1];
+  const double p = (s_dbA0 + r2 * even) + r * odd;
+  const auto k = static_cast<int32_t>(static_cast<uint32_t>(bitsOf(t)));
+  return static_cast<float>(p * doubleOf(static_cast<uint64_t>(k + 1023) << 52));
+}
+
 } // namespace
 
 float expElement(float x, IppStatus &status) {
@@ -56,46 +76,10 @@ float expElement(float x, IppStatus &status) {
   }
   if (x > -FastBound)
     return expCore(x);
-  const float result = static_cast<float>(expDouble(static_cast<double>(x)));
+  const float result = subnormalExp(static_cast<double>(x));
   if (result < std::numeric_limits<float>::min())
     status = ippStatusUnderflow;
   return result;
-}
-
-namespace {
-
-// The double exponential: x = n ln2/64 + r, e^x = 2^(n>>6) 2^((n&63)/64) e^r, e^r by
-// its Taylor polynomial to r^5 (|r| <= ln2/128).
-constexpr double Log2e64 = 0x1.71547652b82fep+6; // 64 / ln 2
-constexpr double RoundD = 0x1.8p+52;
-constexpr double Ln2By64Hi = 0x1.62e42fefa0000p-7;
-constexpr double Ln2By64Lo = 0x1.cf79abc9e3b3ap-46;
-constexpr double A0 = 1.0, A1 = 0.5, A2 = 1.0 / 6.0, A3 = 1.0 / 24.0, A4 = 1.0 / 120.0;
-
-} // namespace
-
-double expDouble(double x) {
-  const double t = x * Log2e64 + RoundD;
-  const double nf = t - RoundD;
-  const auto n = static_cast<int32_t>(static_cast<uint32_t>(bitsOf(t)));
-  const double r = (x - nf * Ln2By64Hi) - nf * Ln2By64Lo;
-  const double p = 1.0 + r * (A0 + r * (A1 + r * (A2 + r * (A3 + r * A4))));
-  return dbPow2Table[n & 63] * p * doubleOf(static_cast<uint64_t>((n >> 6) + 1023) << 52);
-}
-
-__m128d expDouble2(__m128d x) {
-  const __m128d round = _mm_set1_pd(RoundD);
-  const __m128d t = _mm_add_pd(_mm_mul_pd(x, _mm_set1_pd(Log2e64)), round);
-  const __m128d nf = _mm_sub_pd(t, round);
-  const __m128i n = _mm_castpd_si128(t);
-  const __m128d r = _mm_sub_pd(_mm_sub_pd(x, _mm_mul_pd(nf, _mm_set1_pd(Ln2By64Hi))),
-                               _mm_mul_pd(nf, _mm_set1_pd(Ln2By64Lo)));
-  __m128d p = _mm_set1_pd(A4);
-  for (double c : {A3, A2, A1, A0, 1.0})
-    p = _mm_add_pd(_mm_set1_pd(c), _mm_mul_pd(r, p));
-  const int j0 = _mm_cvtsi128_si32(n) & 63, j1 = _mm_cvtsi128_si32(_mm_srli_si128(n, 8)) & 63;
-  const __m128d table = _mm_setr_pd(dbPow2Table[j0], dbPow2Table[j1]);
-  return _mm_mul_pd(_mm_mul_pd(table, p), pow2(_mm_srai_epi32(n, 6)));
 }
 
 } // namespace primitives::vecmath

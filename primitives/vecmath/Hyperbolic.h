@@ -15,8 +15,10 @@ namespace primitives::vecmath {
 
 float sinhElement(float x, IppStatus &status);
 float coshElement(float x, IppStatus &status);
+float tanhElement(float x, IppStatus &status);
 IppStatus sinhWide(const float *src, float *dst, int len);
 IppStatus coshWide(const float *src, float *dst, int len);
+IppStatus tanhWide(const float *src, float *dst, int len);
 
 inline namespace VECMATH_ISA {
 
@@ -81,6 +83,51 @@ template <class L, bool Sinh> struct HyperKernelT : HyperFn<Sinh> {
   static float scalar(float x, IppStatus &status) {
     return Sinh ? sinhElement(x, status) : coshElement(x, status);
   }
+};
+
+// Tanh by the interval table Poly: the interval from the exponent and the top two
+// fraction bits of |x|, a polynomial of degree 7 in double in u = |x| - lo, where lo is
+// |x| cut to those bits, so u is exact. Saturated from 10 on.
+struct TanhBody {
+  static constexpr float dbErfSaturation = 10.0f;
+  static constexpr float TinyBound = 0x1p-11f; // interval 0 below it, with lo = 0
+
+  template <class L> static VECMATH_INLINE typename L::F fast(typename L::F x) {
+    return L::cmplt(L::band(x, L::asF(L::i(0x7FFFFFFF))), L::f(dbErfSaturation));
+  }
+
+  template <class L>
+  static VECMATH_INLINE typename L::D horner(typename L::D u, typename L::I row) {
+    typename L::D v = L::gatherD(&Poly[0][7], row);
+    for (int k = 6; k >= 0; --k)
+      v = L::addd(L::gatherD(&Poly[0][k], row), L::muld(u, v));
+    return v;
+  }
+
+  template <class L> static VECMATH_INLINE typename L::F value(typename L::F x) {
+    using F = typename L::F;
+    using I = typename L::I;
+    const F sign = L::band(x, L::f(-0.0f));
+    const F a = L::bxor(x, sign);
+    const I bits = L::asI(a);
+    const F tiny = L::cmplt(a, L::f(TinyBound));
+    // Row offsets in doubles: (interval) 8, interval 0 for the tiny.
+    const I interval = L::subi(L::template srli<21>(bits), L::i((116 << 2) - 1));
+    const I row = L::template slli<3>(L::andnoti(L::asI(tiny), interval));
+    const F lo = L::band(L::asF(L::andi(bits, L::i(static_cast<int32_t>(0xFFE00000u)))),
+                         L::asF(L::andnoti(L::asI(tiny), L::i(-1))));
+    const F u = L::sub(a, lo);
+    const F v = L::fromD(horner<L>(L::lowD(u), L::lowI64(row)), horner<L>(L::highD(u), L::highI64(row)));
+    return L::bor(v, sign);
+  }
+
+  template <class L> static VECMATH_INLINE typename L::F body(typename L::F x) { return value<L>(x); }
+};
+
+template <class L> struct TanhKernelT : TanhBody {
+  static constexpr const char *name = "vsTanh";
+  static bool block(const float *src, float *dst) { return laneBlock<L, TanhBody>(src, dst); }
+  static float scalar(float x, IppStatus &status) { return tanhElement(x, status); }
 };
 
 } // inline namespace VECMATH_ISA

@@ -29,10 +29,6 @@
 
 namespace primitives::vecmath {
 
-/// e^x in double for |x| below 709, relative error below 2^-44: the hyperbolic
-/// functions and the subnormal results of Exp are built on it.
-double expDouble(double x);
-__m128d expDouble2(__m128d x);
 
 inline namespace VECMATH_ISA {
 
@@ -206,6 +202,10 @@ struct Lanes128 {
   static I andi(I a, I b) { return _mm_and_si128(a, b); }
   static I ori(I a, I b) { return _mm_or_si128(a, b); }
   static I gti(I a, I b) { return _mm_cmpgt_epi32(a, b); }
+  static I andnoti(I a, I b) { return _mm_andnot_si128(a, b); }
+  // The low and the high two 32-bit lanes, zero-extended to 64-bit lanes.
+  static I lowI64(I a) { return _mm_unpacklo_epi32(a, _mm_setzero_si128()); }
+  static I highI64(I a) { return _mm_unpackhi_epi32(a, _mm_setzero_si128()); }
   template <int N> static I srli(I a) { return _mm_srli_epi32(a, N); }
   template <int N> static I slli(I a) { return _mm_slli_epi32(a, N); }
   template <int N> static I srai(I a) { return _mm_srai_epi32(a, N); }

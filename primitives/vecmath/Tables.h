@@ -19,6 +19,10 @@ extern const float Table[65][4];
 extern const double BT_Tbl[65][2];
 /// Exp: row j = 2^(j/128) as a float and the remainder.
 extern const float exp2f_table[128][2];
+/// Exp's subnormal results: e^r = A0 + A1 r + .. + A6 r^6 for |r| <= ln2/2, the
+/// coefficients paired (A2, A1), (A4, A3), (A6, A5).
+extern const double s_dbA0;
+extern const double s_dbA21[2], s_dbA43[2], s_dbA65[2];
 /// 2^(j/64).
 extern const double dbPow2Table[64];
 /// Row j = (sin a, cos a, and their remainders beyond a float) and (cos a, -sin a, and
@@ -26,6 +30,13 @@ extern const double dbPow2Table[64];
 /// f = cos alike, with row[2] and row[3] the low parts of row[0] and row[1].
 extern const float vssin_data[256][4];
 extern const float vscos_data[256][4];
+/// Tanh: row i the coefficients, constant first, of a polynomial of degree 7 in
+/// u = |x| - lo on interval i: i = 0 below 2^-11 (lo = 0), then four intervals to an
+/// octave, i - 1 counting (bits >> 21) from 2^-11, lo being |x| with all but its top two
+/// fraction bits cleared.
+extern const double Poly[64][8];
+/// The saturated values of tanh by sign: 1 and -1.
+extern const float spec_t[2];
 /// 1 / pi in binary: 320 fraction bits, most significant first.
 extern const uint32_t invPiBits[10];
 /// (atan(t) - t) / t^3 as a polynomial in t^2 on |t| <= 0.4375, constant term first;

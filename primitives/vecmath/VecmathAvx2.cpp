@@ -1,8 +1,8 @@
 //===- primitives/vecmath/VecmathAvx2.cpp - Kernels in 256-bit registers ---===//
 //
-// Built with AVX2 and without fused multiply-add: Ln, Exp, Sin, Cos, Sinh and Cosh eight
-// lanes at a time, the
-// same bodies as the 128-bit kernels, run only where the processor has AVX2.
+// Built with AVX2 and without fused multiply-add: Ln, Exp, Sin, Cos, Sinh, Cosh and Tanh
+// eight lanes at a time, the same bodies as the 128-bit kernels, run only where the
+// processor has AVX2.
 //
 //===----------------------------------------------------------------------===//
 #define VECMATH_ISA avx2
@@ -44,6 +44,9 @@ struct Lanes256 {
   static I andi(I a, I b) { return _mm256_and_si256(a, b); }
   static I ori(I a, I b) { return _mm256_or_si256(a, b); }
   static I gti(I a, I b) { return _mm256_cmpgt_epi32(a, b); }
+  static I andnoti(I a, I b) { return _mm256_andnot_si256(a, b); }
+  static I lowI64(I a) { return _mm256_cvtepu32_epi64(_mm256_castsi256_si128(a)); }
+  static I highI64(I a) { return _mm256_cvtepu32_epi64(_mm256_extracti128_si256(a, 1)); }
   template <int N> static I srli(I a) { return _mm256_srli_epi32(a, N); }
   template <int N> static I slli(I a) { return _mm256_slli_epi32(a, N); }
   template <int N> static I srai(I a) { return _mm256_srai_epi32(a, N); }
@@ -124,6 +127,10 @@ IppStatus sinhWide(const float *src, float *dst, int len) {
 
 IppStatus coshWide(const float *src, float *dst, int len) {
   return run<HyperKernelT<Lanes256, false>, CheckOrder::LengthFirst>(src, dst, len);
+}
+
+IppStatus tanhWide(const float *src, float *dst, int len) {
+  return run<TanhKernelT<Lanes256>, CheckOrder::PointersFirst>(src, dst, len);
 }
 
 } // namespace primitives::vecmath

@@ -86,13 +86,14 @@ TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
   if (!primitives::vecmath::wideMathAvailable())
     GTEST_SKIP() << "no AVX2 here: the other tests run the 128-bit kernels";
   const std::size_t n = 1 << 16;
-  std::vector<float> ln(n), exp(n), trig(n);
+  std::vector<float> ln(n), exp(n), trig(n), tanh(n);
   uint32_t s = 5;
   for (std::size_t i = 0; i < n; ++i) {
     s = s * 1664525u + 1013904223u;
     ln[i] = i % 4 ? floatOf(0x00800000u + s % 0x7F000000u) : floatOf(0x3F7C0000u + (s >> 14));
     exp[i] = (static_cast<float>(s >> 8) / 16777216.0f - 0.5f) * 174.6f;
     trig[i] = floatOf((s & 0x80000000u) | (s % 0x461C4000u)); // |x| below 10000, all exponents
+    tanh[i] = floatOf((s & 0x80000000u) | (s % 0x41200000u)); // below 10
   }
   const std::vector<float> mixed = mixedInputs(4099);
   const struct {
@@ -101,7 +102,8 @@ TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
   } cases[] = {{ippsLn_32f_A24, &ln},     {ippsExp_32f_A24, &exp},   {ippsSin_32f_A24, &trig},
                {ippsCos_32f_A24, &trig},   {ippsLn_32f_A24, &mixed},  {ippsExp_32f_A24, &mixed},
                {ippsSin_32f_A24, &mixed},  {ippsCos_32f_A24, &mixed},  {ippsSinh_32f_A24, &exp},
-               {ippsCosh_32f_A24, &exp},   {ippsSinh_32f_A24, &mixed}, {ippsCosh_32f_A24, &mixed}};
+               {ippsCosh_32f_A24, &exp},   {ippsSinh_32f_A24, &mixed}, {ippsCosh_32f_A24, &mixed},
+               {ippsTanh_32f_A24, &tanh},  {ippsTanh_32f_A24, &mixed}};
   for (const auto &c : cases) {
     std::vector<float> out[2];
     IppStatus status[2];
