@@ -62,12 +62,25 @@ for i in range(65):
 w('};')
 w('')
 
-# Log10: the same rows in double, -log10(recip) and recip.
-w('alignas(16) const double BT_Tbl[65][2] = {')
+# Log10: the same rows, -log10(recip) as lgHi on a grid of 2^-12 (so that k times the
+# high part of log10 2 plus lgHi is exact) and lgLo, then recip.
+w('alignas(16) const float BT_Tbl[65][4] = {')
 for i in range(65):
     recip = mp.nint(mp.mpf(16384) / (64 + i)) / 256
-    w('    {%s, %s},' % (dl(f64(-mp.log10(recip))), dl(float(recip))))
+    v = -mp.log10(recip)
+    hi = mp.nint(v * 4096) / 4096
+    w('    {%s, %s, %s, 0.0f},' % (fl(float(hi)), fl(f32_exact(v - hi)), fl(float(recip))))
 w('};')
+lg2 = mp.log10(2)
+lg2hi = mp.nint(lg2 * 4096) / 4096
+w('const float flLg2hi = %s;' % fl(float(lg2hi)))
+w('const float flLg2lo = %s;' % fl(f32_exact(lg2 - lg2hi)))
+# log10(1 + r) = r (P0 + r (P1 + r (P2 + r P3))): the Taylor coefficients over ln 10.
+for k in range(4):
+    w('const float flP%d = %s;' % (k, fl(f32_exact(mp.mpf(-1) ** k / ((k + 1) * mp.log(10))))))
+# The bits of 1 / ln 10 beyond flP0: next to 1 the result is about r flP0, whose own
+# rounding would otherwise cost up to half an ulp.
+w('const float flP0lo = %s;' % fl(f32_exact(1 / mp.log(10) - mp.mpf(f32_exact(1 / mp.log(10))))))
 w('')
 
 # Exp: 2^(j/128) as a float and the rest.

@@ -5,7 +5,8 @@
 // two parts, and
 //   ln x = k ln 2 - ln(recip) + ln(1 + r)
 // with the exact high parts summed apart from the small ones. Log10 follows the same
-// plan in double precision.
+// plan in single precision too (LogExp.h). The vector bodies are in LogExp.h; here the
+// special values and the one-element paths.
 //
 //===----------------------------------------------------------------------===//
 #include "primitives/simd/sse2.h"
@@ -41,14 +42,6 @@ float lnScalar(uint32_t bits, int k, bool near1) {
   if (near1)
     return (p + l) + (h + rLo);
   return ((p + l) + rLo) + h;
-}
-
-// All four lanes positive, normal and finite: as signed integers, above 0x7FFFFF and
-// below 0x7F800000.
-VECMATH_INLINE __m128 allInLnRange(__m128 x) {
-  const __m128i bits = _mm_castps_si128(x);
-  return _mm_castsi128_ps(_mm_and_si128(_mm_cmpgt_epi32(bits, _mm_set1_epi32(0x7FFFFF)),
-                                        _mm_cmplt_epi32(bits, _mm_set1_epi32(0x7F800000))));
 }
 
 // The special values shared by Ln and Log10; false when x is a positive finite number,
@@ -87,49 +80,26 @@ bool logSpecial(float x, float &result, IppStatus &status, uint32_t &bits, int &
   return false;
 }
 
-// Log10 in double: log10 x = k log10(2) - log10(recip) + log10(1 + r), r = m recip - 1
-// exact, the last term a polynomial of degree 4 good to 2^-36 for |r| below 1/80.
-constexpr double Lg2 = 0x1.34413509f79ffp-2; // log10(2)
-constexpr double P0 = 0x1.bcb7b1526e50ep-2;  // 1 / ln 10
-constexpr double P1 = -0x1.bcb7b1526e50ep-3; // -1 / (2 ln 10)
-constexpr double P2 = 0x1.287a7636f435fp-3;  // 1 / (3 ln 10)
-constexpr double P3 = -0x1.bcb7b1526e50ep-4; // -1 / (4 ln 10)
-
-inline double log10Double(double m, double recip, double table, double k) {
-  const double r = m * recip - 1.0;
-  return (k * Lg2 + table) + r * (P0 + r * (P1 + r * (P2 + r * P3)));
-}
-
+// Log10 of a positive finite value in the operations of the vector body (LogExp.h).
 float log10Scalar(uint32_t bits, int k, bool) {
-  const double *row = BT_Tbl[rowOf(bits)];
-  const double m = static_cast<double>(floatOf((bits & 0x7FFFFFu) | 0x3F800000u));
-  return static_cast<float>(log10Double(m, row[1], row[0], static_cast<double>(k)));
-}
-
-// Two lanes of log10 given the float bits of both.
-VECMATH_INLINE __m128d log10Pair(__m128i bits, int lane0, int lane1) {
-  alignas(16) int32_t b[4];
-  _mm_store_si128(reinterpret_cast<__m128i *>(b), bits);
-  const __m128d rowA = _mm_load_pd(BT_Tbl[rowOf(static_cast<uint32_t>(b[lane0]))]);
-  const __m128d rowB = _mm_load_pd(BT_Tbl[rowOf(static_cast<uint32_t>(b[lane1]))]);
-  const __m128d table = _mm_unpacklo_pd(rowA, rowB), recip = _mm_unpackhi_pd(rowA, rowB);
-  const __m128 m = _mm_castsi128_ps(_mm_or_si128(_mm_and_si128(bits, _mm_set1_epi32(0x7FFFFF)),
-                                                 _mm_set1_epi32(0x3F800000)));
-  const __m128 k = _mm_cvtepi32_ps(_mm_sub_epi32(_mm_srli_epi32(bits, 23), _mm_set1_epi32(127)));
-  const __m128d md = lane0 == 0 ? lowToDouble(m) : highToDouble(m);
-  const __m128d kd = lane0 == 0 ? lowToDouble(k) : highToDouble(k);
-  const __m128d r = _mm_sub_pd(_mm_mul_pd(md, recip), _mm_set1_pd(1.0));
-  const __m128d poly = _mm_add_pd(
-      _mm_set1_pd(P0),
-      _mm_mul_pd(r, _mm_add_pd(_mm_set1_pd(P1),
-                               _mm_mul_pd(r, _mm_add_pd(_mm_set1_pd(P2),
-                                                        _mm_mul_pd(r, _mm_set1_pd(P3)))))));
-  return _mm_add_pd(_mm_add_pd(_mm_mul_pd(kd, _mm_set1_pd(Lg2)), table), _mm_mul_pd(r, poly));
-}
-
-VECMATH_INLINE __m128 log10Vector(__m128 x) {
-  const __m128i bits = _mm_castps_si128(x);
-  return toFloat(log10Pair(bits, 0, 1), log10Pair(bits, 2, 3));
+  const float *row = BT_Tbl[rowOf(bits)];
+  const float m = floatOf((bits & 0x7FFFFFu) | 0x3F800000u);
+  const float mHi = floatOf(bitsOf(m) & 0x7FFFC000u);
+  const float rHi = mHi * row[2] - 1.0f;
+  const float rLo = (m - mHi) * row[2];
+  const float r = rHi + rLo;
+  const float rv = r - rHi;
+  const float d = (rHi - (r - rv)) + (rLo - rv);
+  const float kf = static_cast<float>(k);
+  const float p0hi = floatOf(bitsOf(flP0) & 0xFFFFF000u), p0lo = flP0 - p0hi;
+  const float rh = floatOf(bitsOf(r) & 0xFFFFF000u), rl = r - rh;
+  const float a = kf * flLg2hi + row[0];
+  const float b = rh * p0hi;
+  const float s = a + b;
+  const float e = (a - s) + b;
+  const float cross = ((rh * p0lo + rl * flP0) + d * flP0) + r * flP0lo;
+  const float small = ((kf * flLg2lo + row[1]) + cross) + r * r * (flP1 + r * (flP2 + r * flP3));
+  return s + (e + small);
 }
 
 // Ln and Log10 share the special values; `Finite` computes a positive finite value from
@@ -143,17 +113,10 @@ template <float (*Finite)(uint32_t, int, bool)> float logElement(float x, IppSta
   return Finite(bits, k, nearOne(bitsOf(x)));
 }
 
-struct Log10Kernel {
-  static constexpr const char *name = "vsLog10";
-  static bool block(const float *src, float *dst) {
-    return vectorBlock<allInLnRange, log10Vector>(src, dst);
-  }
-  static float scalar(float x, IppStatus &status) { return logElement<log10Scalar>(x, status); }
-};
-
 } // namespace
 
 float lnElement(float x, IppStatus &status) { return logElement<lnScalar>(x, status); }
+float _sLg_Scalar(float x, IppStatus &status) { return logElement<log10Scalar>(x, status); }
 
 bool wideMathAvailable() {
   // libgcc's check includes the system's saving of the 256-bit registers.
@@ -179,6 +142,8 @@ IppStatus own_ipps_sLn_EXHAynn(const float *src, float *dst, int len) {
   return run<LnKernelT<Lanes128>, CheckOrder::PointersFirst>(src, dst, len);
 }
 IppStatus own_ipps_sLog10_EXHAynn(const float *src, float *dst, int len) {
-  return run<Log10Kernel, CheckOrder::PointersFirst>(src, dst, len);
+  if (wideMath())
+    return log10Wide(src, dst, len);
+  return run<Log10KernelT<Lanes128>, CheckOrder::PointersFirst>(src, dst, len);
 }
 }

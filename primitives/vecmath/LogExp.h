@@ -16,10 +16,12 @@ namespace primitives::vecmath {
 
 /// One element through the scalar path, exact about special values (Ln.cpp, Exp.cpp).
 float lnElement(float x, IppStatus &status);
+float _sLg_Scalar(float x, IppStatus &status); // Log10's
 float expElement(float x, IppStatus &status);
 
 /// The 256-bit kernels, for processors with AVX2 (VecmathAvx2.cpp).
 IppStatus lnWide(const float *src, float *dst, int len);
+IppStatus log10Wide(const float *src, float *dst, int len);
 IppStatus expWide(const float *src, float *dst, int len);
 
 /// Whether the 256-bit kernels can run here, and whether they are wanted (on by default;
@@ -70,6 +72,48 @@ struct LnBody {
   }
 };
 
+// Log10 on the plan of Ln: log10 x = k log10 2 - log10(recip) + log10(1 + r). The high
+// parts k flLg2hi + lgHi are exact, and so is the product of the top 12 bits of r and of
+// flP0; their sum is formed with its exact error, which the small terms join before the
+// last rounding. r itself is summed with its error, which matters just below 1.
+struct Log10Body {
+  template <class L> static VECMATH_INLINE typename L::F fast(typename L::F x) {
+    return LnBody::fast<L>(x);
+  }
+
+  template <class L> static VECMATH_INLINE typename L::F body(typename L::F x) {
+    using F = typename L::F;
+    using I = typename L::I;
+    const I bits = L::asI(x);
+    const I row = L::andi(L::addi(L::andi(L::template srli<13>(bits), L::i(0x3F8)), L::i(8)), L::i(0x7F0));
+    F lgHi, lgLo, recip;
+    L::rows(&BT_Tbl[0][0], row, lgHi, lgLo, recip);
+    const F m = L::asF(L::ori(L::andi(bits, L::i(0x7FFFFF)), L::i(0x3F800000)));
+    const F mHi = L::band(m, L::asF(L::i(0x7FFFC000)));
+    const F rHi = L::sub(L::mul(mHi, recip), L::f(1.0f));
+    const F rLo = L::mul(L::sub(m, mHi), recip);
+    // r = rHi + rLo with its exact error d: just below 1 the two nearly cancel.
+    const F r = L::add(rHi, rLo);
+    const F rv = L::sub(r, rHi);
+    const F d = L::add(L::sub(rHi, L::sub(r, rv)), L::sub(rLo, rv));
+    const F k = L::toF(L::subi(L::template srli<23>(bits), L::i(127)));
+    const F half = L::asF(L::i(static_cast<int32_t>(0xFFFFF000u)));
+    const F p0 = L::f(flP0);
+    const F p0hi = L::band(p0, half), p0lo = L::sub(p0, p0hi);
+    const F rh = L::band(r, half), rl = L::sub(r, rh);
+    const F a = L::add(L::mul(k, L::f(flLg2hi)), lgHi);
+    const F b = L::mul(rh, p0hi);
+    const F s = L::add(a, b);
+    const F e = L::add(L::sub(a, s), b);
+    const F poly = L::add(L::f(flP1), L::mul(r, L::add(L::f(flP2), L::mul(r, L::f(flP3)))));
+    const F cross = L::add(L::add(L::add(L::mul(rh, p0lo), L::mul(rl, p0)), L::mul(d, p0)),
+                           L::mul(r, L::f(flP0lo)));
+    const F small = L::add(L::add(L::add(L::mul(k, L::f(flLg2lo)), lgLo), cross),
+                           L::mul(L::mul(r, r), poly));
+    return L::add(s, L::add(e, small));
+  }
+};
+
 struct ExpBody {
   static constexpr float FastBound = 0x1.5d58a0p+6f;    // 87.33655: e^x normal and finite below it
   static constexpr float InvLn2x128 = 0x1.715476p+7f;   // 128 / ln 2
@@ -101,6 +145,12 @@ template <class L> struct LnKernelT : LnBody {
   static constexpr const char *name = "vsLn";
   static bool block(const float *src, float *dst) { return laneBlock<L, LnBody>(src, dst); }
   static float scalar(float x, IppStatus &status) { return lnElement(x, status); }
+};
+
+template <class L> struct Log10KernelT : Log10Body {
+  static constexpr const char *name = "vsLog10";
+  static bool block(const float *src, float *dst) { return laneBlock<L, Log10Body>(src, dst); }
+  static float scalar(float x, IppStatus &status) { return _sLg_Scalar(x, status); }
 };
 
 template <class L> struct ExpKernelT : ExpBody {

@@ -15,8 +15,12 @@ namespace primitives::vecmath {
 /// reciprocal rounded to a multiple of 1/256, logHi + logLo = -ln(recip) with logHi on a
 /// grid of 2^-12.
 extern const float Table[65][4];
-/// Log10: row i = (-log10(recip), recip) with recip as in Table.
-extern const double BT_Tbl[65][2];
+/// Log10: row i = (lgHi, lgLo, recip, 0) with recip as in Table and lgHi + lgLo =
+/// -log10(recip), lgHi on a grid of 2^-12; log10 2 as flLg2hi (on the same grid) and
+/// flLg2lo; log10(1 + r) = r (flP0 + r (flP1 + r (flP2 + r flP3))), flP0lo the bits of
+/// 1 / ln 10 beyond flP0.
+extern const float BT_Tbl[65][4];
+extern const float flLg2hi, flLg2lo, flP0, flP1, flP2, flP3, flP0lo;
 /// Exp: row j = 2^(j/128) as a float and the remainder.
 extern const float exp2f_table[128][2];
 /// Exp's subnormal results: e^r = A0 + A1 r + .. + A6 r^6 for |r| <= ln2/2, the

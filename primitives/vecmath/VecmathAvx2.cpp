@@ -1,6 +1,6 @@
 //===- primitives/vecmath/VecmathAvx2.cpp - Kernels in 256-bit registers ---===//
 //
-// Built with AVX2 and without fused multiply-add: Ln, Exp, Sin, Cos, Sinh, Cosh and Tanh
+// Built with AVX2 and without fused multiply-add: Ln, Log10, Exp, Sin, Cos, Sinh, Cosh and Tanh
 // eight lanes at a time, the same bodies as the 128-bit kernels, run only where the
 // processor has AVX2.
 //
@@ -107,6 +107,10 @@ struct Lanes256 {
 
 IppStatus lnWide(const float *src, float *dst, int len) {
   return run<LnKernelT<Lanes256>, CheckOrder::PointersFirst>(src, dst, len);
+}
+
+IppStatus log10Wide(const float *src, float *dst, int len) {
+  return run<Log10KernelT<Lanes256>, CheckOrder::PointersFirst>(src, dst, len);
 }
 
 IppStatus expWide(const float *src, float *dst, int len) {

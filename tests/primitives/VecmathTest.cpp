@@ -103,7 +103,8 @@ TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
                {ippsCos_32f_A24, &trig},   {ippsLn_32f_A24, &mixed},  {ippsExp_32f_A24, &mixed},
                {ippsSin_32f_A24, &mixed},  {ippsCos_32f_A24, &mixed},  {ippsSinh_32f_A24, &exp},
                {ippsCosh_32f_A24, &exp},   {ippsSinh_32f_A24, &mixed}, {ippsCosh_32f_A24, &mixed},
-               {ippsTanh_32f_A24, &tanh},  {ippsTanh_32f_A24, &mixed}};
+               {ippsTanh_32f_A24, &tanh},  {ippsTanh_32f_A24, &mixed}, {ippsLog10_32f_A24, &ln},
+               {ippsLog10_32f_A24, &mixed}};
   for (const auto &c : cases) {
     std::vector<float> out[2];
     IppStatus status[2];
