@@ -32,6 +32,28 @@ bool wideMath();
 
 inline namespace VECMATH_ISA {
 
+// What Ln and Log10 share: for x = 2^k m, the table row of m's top fraction bits rounded
+// to six (its first two columns and the short reciprocal), m cut to its top 10 bits, the
+// rest of m, and k as a float.
+template <class L> struct LogParts {
+  typename L::F hi, lo, recip, mHi, mLo, k;
+};
+
+template <class L>
+VECMATH_INLINE LogParts<L> logParts(typename L::F x, const float (*table)[4]) {
+  using I = typename L::I;
+  LogParts<L> p;
+  const I bits = L::asI(x);
+  // The row's byte offset: rows are 16 bytes, so the rounded index needs no shift.
+  const I row = L::andi(L::addi(L::andi(L::template srli<13>(bits), L::i(0x3F8)), L::i(8)), L::i(0x7F0));
+  L::rows(&table[0][0], row, p.hi, p.lo, p.recip);
+  const typename L::F m = L::asF(L::ori(L::andi(bits, L::i(0x7FFFFF)), L::i(0x3F800000)));
+  p.mHi = L::band(m, L::asF(L::i(0x7FFFC000)));
+  p.mLo = L::sub(m, p.mHi);
+  p.k = L::toF(L::subi(L::template srli<23>(bits), L::i(127)));
+  return p;
+}
+
 struct LnBody {
   static constexpr float Log2Hi = 0x1.62e000p-1f; // 0.693115234375, on the grid of the table
   static constexpr float Log2Lo = 0x1.0bfbe8p-15f; // 3.1946183e-5
@@ -47,19 +69,13 @@ struct LnBody {
     using F = typename L::F;
     using I = typename L::I;
     const I bits = L::asI(x);
-    // The row's byte offset: rows are 16 bytes, so the rounded index needs no shift.
-    const I row = L::andi(L::addi(L::andi(L::template srli<13>(bits), L::i(0x3F8)), L::i(8)), L::i(0x7F0));
-    F logHi, logLo, recip;
-    L::rows(&Table[0][0], row, logHi, logLo, recip);
-    const F m = L::asF(L::ori(L::andi(bits, L::i(0x7FFFFF)), L::i(0x3F800000)));
-    const F mHi = L::band(m, L::asF(L::i(0x7FFFC000)));
-    const F mLo = L::sub(m, mHi);
-    const F rHi = L::sub(L::mul(mHi, recip), L::f(1.0f));
-    const F rLo = L::mul(mLo, recip);
+    const LogParts<L> q = logParts<L>(x, Table);
+    const F rHi = L::sub(L::mul(q.mHi, q.recip), L::f(1.0f));
+    const F rLo = L::mul(q.mLo, q.recip);
     const F r = L::add(rHi, rLo);
     const F poly = L::add(L::f(C2), L::mul(r, L::add(L::f(C3), L::mul(r, L::f(C4)))));
     const F p = L::mul(L::mul(r, r), poly);
-    const F k = L::toF(L::subi(L::template srli<23>(bits), L::i(127)));
+    const F k = q.k, logHi = q.hi, logLo = q.lo;
     const F h = L::add(L::add(L::mul(k, L::f(Log2Hi)), logHi), rHi);
     const F l = L::add(L::mul(k, L::f(Log2Lo)), logLo);
     // Within 0x3F7E0001 .. 0x3F81FFFF the small part of r joins the exact sum.
@@ -83,20 +99,14 @@ struct Log10Body {
 
   template <class L> static VECMATH_INLINE typename L::F body(typename L::F x) {
     using F = typename L::F;
-    using I = typename L::I;
-    const I bits = L::asI(x);
-    const I row = L::andi(L::addi(L::andi(L::template srli<13>(bits), L::i(0x3F8)), L::i(8)), L::i(0x7F0));
-    F lgHi, lgLo, recip;
-    L::rows(&BT_Tbl[0][0], row, lgHi, lgLo, recip);
-    const F m = L::asF(L::ori(L::andi(bits, L::i(0x7FFFFF)), L::i(0x3F800000)));
-    const F mHi = L::band(m, L::asF(L::i(0x7FFFC000)));
-    const F rHi = L::sub(L::mul(mHi, recip), L::f(1.0f));
-    const F rLo = L::mul(L::sub(m, mHi), recip);
+    const LogParts<L> q = logParts<L>(x, BT_Tbl);
+    const F rHi = L::sub(L::mul(q.mHi, q.recip), L::f(1.0f));
+    const F rLo = L::mul(q.mLo, q.recip);
+    const F k = q.k, lgHi = q.hi, lgLo = q.lo;
     // r = rHi + rLo with its exact error d: just below 1 the two nearly cancel.
     const F r = L::add(rHi, rLo);
     const F rv = L::sub(r, rHi);
     const F d = L::add(L::sub(rHi, L::sub(r, rv)), L::sub(rLo, rv));
-    const F k = L::toF(L::subi(L::template srli<23>(bits), L::i(127)));
     const F half = L::asF(L::i(static_cast<int32_t>(0xFFFFF000u)));
     const F p0 = L::f(flP0);
     const F p0hi = L::band(p0, half), p0lo = L::sub(p0, p0hi);
