@@ -11,6 +11,9 @@
  * the reduction), the same in every lane and build; just below 1, where the result
  * crosses powers of two, that order costs up to half an ulp more than the others would.
  *
+ * Where the processor has AVX2, eight elements go through 256-bit registers at a time
+ * (all but Atan and Tan); the results are those of the 128-bit kernels bit for bit.
+ *
  * Arrays may be unaligned; src may equal dst (other overlaps are not allowed). Nothing
  * outside the len elements is read or written. Each call masks the floating-point
  * exceptions while it runs, so no trap fires. On return: if the caller had left any
