@@ -179,16 +179,22 @@ bool widePathAvailable() {
 }
 
 void useWidePath(bool wanted) { wideWanted.store(wanted); }
+bool widePath() { return widePathAvailable() && wideWanted.load(std::memory_order_relaxed); }
+
+size_t spectrumProductsNarrow(const float *a, const float *b, float *r, size_t pairs, bool conj) {
+  return conj ? spectrumProducts<true, Lanes128>(a, b, r, pairs)
+              : spectrumProducts<false, Lanes128>(a, b, r, pairs);
+}
 
 void complexForward(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c, float *work) {
-  if (widePathAvailable() && wideWanted.load(std::memory_order_relaxed))
+  if (widePath())
     wideTransform(spec, src, dst, c, work, false);
   else
     transform<false, Lanes128>(spec, src, dst, c, work);
 }
 
 void complexInverse(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, int c, float *work) {
-  if (widePathAvailable() && wideWanted.load(std::memory_order_relaxed))
+  if (widePath())
     wideTransform(spec, src, dst, c, work, true);
   else
     transform<true, Lanes128>(spec, src, dst, c, work);

@@ -42,4 +42,9 @@ void wideTransform(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, 
     transform<false, Lanes256>(spec, src, dst, c, work);
 }
 
+size_t spectrumProductsWide(const float *a, const float *b, float *r, size_t pairs, bool conj) {
+  return conj ? spectrumProducts<true, Lanes256>(a, b, r, pairs)
+              : spectrumProducts<false, Lanes256>(a, b, r, pairs);
+}
+
 } // namespace primitives::fft

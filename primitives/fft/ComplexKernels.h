@@ -283,6 +283,21 @@ template <bool Inv, class L> void stages(float *x, size_t M, const float *table,
   }
 }
 
+// Element-wise complex products r = a b (or a conj b) over whole registers of pairs;
+// returns how many pairs it did, the rest being the caller's. r may be b.
+template <bool Conj, class L> size_t spectrumProducts(const float *a, const float *b, float *r, size_t pairs) {
+  using V = typename L::V;
+  size_t i = 0;
+  for (; i + L::Complex <= pairs; i += L::Complex) {
+    const V x = L::load(a + 2 * i), y = L::load(b + 2 * i);
+    const V xr = L::dupRe(x), xi = L::dupIm(x), ys = L::swapHalves(y);
+    const V out = Conj ? L::add(L::mul(xr, L::flip(y, L::signsIm())), L::mul(xi, ys)) // (xr yr + xi yi, xi yr - xr yi)
+                       : L::add(L::mul(xr, y), L::mul(xi, L::flip(ys, L::signsRe()))); // (xr yr - xi yi, xr yi + xi yr)
+    L::store(r + 2 * i, out);
+  }
+  return i;
+}
+
 template <bool Inv> float scaleOf(const ippsFFTSpec_R_32f *spec) {
   return (Inv ? spec->scaleInverse : spec->scaleForward) ? spec->scaleFactor : 1.0f;
 }

@@ -78,6 +78,12 @@ void wideTransform(const ippsFFTSpec_R_32f *spec, const float *src, float *dst, 
 /// they do (on by default; tests turn it off to check both forms agree).
 bool widePathAvailable();
 void useWidePath(bool wanted);
+bool widePath(); // available and wanted
+
+/// Complex products r = a b or a conj(b) of `pairs` interleaved pairs over whole
+/// registers; they return how many pairs they did (the 256-bit form is ComplexFftAvx.cpp's).
+size_t spectrumProductsNarrow(const float *a, const float *b, float *r, size_t pairs, bool conj);
+size_t spectrumProductsWide(const float *a, const float *b, float *r, size_t pairs, bool conj);
 
 /// Straight-line small kernels, indexed by order: the real transforms of 1 to 32 points
 /// (Perm out forward, Perm in inverse) and the complex ones of 1 to 32 points, of which

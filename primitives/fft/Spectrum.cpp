@@ -1,31 +1,18 @@
 //===- primitives/fft/Spectrum.cpp - Products of packed spectra ------------===//
-#include "primitives/fft/fft.h"
-
-#include <emmintrin.h>
+#include "primitives/fft/FftSpec.h"
 
 namespace {
 
 enum class Layout { Pack, Perm };
 
-// result = a b, or a conj(b), over `pairs` complex pairs from a, b, r (r may be b).
+// result = a b, or a conj(b), over `pairs` complex pairs from a, b, r (r may be b): whole
+// registers in the vector core, the last pairs here, in the same operations.
 template <bool Conj> void pairProducts(const float *a, const float *b, float *r, int pairs) {
-  const int neg = static_cast<int>(0x80000000u);
-  const __m128 oddSign = _mm_castsi128_ps(_mm_setr_epi32(0, neg, 0, neg));
-  const __m128 evenSign = _mm_castsi128_ps(_mm_setr_epi32(neg, 0, neg, 0));
-  int i = 0;
-  for (; i + 2 <= pairs; i += 2) {
-    const __m128 x = _mm_loadu_ps(a + 2 * i), y = _mm_loadu_ps(b + 2 * i);
-    const __m128 xr = _mm_shuffle_ps(x, x, _MM_SHUFFLE(2, 2, 0, 0));
-    const __m128 xi = _mm_shuffle_ps(x, x, _MM_SHUFFLE(3, 3, 1, 1));
-    const __m128 ys = _mm_shuffle_ps(y, y, _MM_SHUFFLE(2, 3, 0, 1)); // (yi, yr)
-    __m128 out;
-    if (Conj) // (xr yr + xi yi, xi yr - xr yi)
-      out = _mm_add_ps(_mm_mul_ps(xr, _mm_xor_ps(y, oddSign)), _mm_mul_ps(xi, ys));
-    else // (xr yr - xi yi, xr yi + xi yr)
-      out = _mm_add_ps(_mm_mul_ps(xr, y), _mm_mul_ps(xi, _mm_xor_ps(ys, evenSign)));
-    _mm_storeu_ps(r + 2 * i, out);
-  }
-  for (; i < pairs; ++i) {
+  using namespace primitives::fft;
+  const auto n = static_cast<size_t>(pairs);
+  size_t i = widePath() ? spectrumProductsWide(a, b, r, n, Conj) : 0;
+  i += spectrumProductsNarrow(a + 2 * i, b + 2 * i, r + 2 * i, n - i, Conj);
+  for (; i < n; ++i) {
     const float ar = a[2 * i], ai = a[2 * i + 1], br = b[2 * i], bi = b[2 * i + 1];
     if (Conj) {
       r[2 * i] = ar * br + ai * bi;

@@ -130,7 +130,7 @@ TEST(RealFft, EveryOrderAgainstTheDft) {
 }
 
 // The 256-bit core must give the 128-bit core's bits, in place and out of place, both
-// directions, at every order with a complex core (the 128-bit core is the one the other
+// directions, and so must the spectrum products, at every order with a complex core (the 128-bit core is the one the other
 // tests check against the DFT on processors without AVX).
 TEST(RealFft, BothVectorWidthsGiveTheSameBits) {
   if (!primitives::fft::widePathAvailable())
@@ -140,7 +140,7 @@ TEST(RealFft, BothVectorWidthsGiveTheSameBits) {
     const std::size_t n = std::size_t{1} << order;
     const std::vector<float> x = noise(n, static_cast<uint32_t>(order) + 5);
     Spec s(order, order % 2 ? ippFFTDivForward : ippFFTDivInverse);
-    std::vector<float> results[2][4];
+    std::vector<float> results[2][5];
     for (bool wide : {false, true}) {
       primitives::fft::useWidePath(wide);
       std::vector<float> *r = results[wide];
@@ -152,9 +152,11 @@ TEST(RealFft, BothVectorWidthsGiveTheSameBits) {
       ippsFFTFwd_RToPerm_32f(r[2].data(), r[2].data(), s.spec, s.work());
       r[3] = r[2];
       ippsFFTInv_PermToR_32f(r[3].data(), r[3].data(), s.spec, s.work());
+      r[4].resize(n); // and the spectrum products
+      ippsMulPerm_32f(x.data(), r[0].data(), r[4].data(), static_cast<int>(n) - 1);
     }
     primitives::fft::useWidePath(true);
-    for (int k = 0; k < 4; ++k)
+    for (int k = 0; k < 5; ++k)
       EXPECT_EQ(std::memcmp(results[0][k].data(), results[1][k].data(), n * sizeof(float)), 0) << k;
   }
 }
