@@ -47,14 +47,16 @@ VECMATH_INLINE __m128 atanVector(__m128 x) {
   return _mm_or_ps(_mm_add_ps(hi, _mm_add_ps(t, small)), sign);
 }
 
-// NaN is the only special value; it goes the scalar way to keep its payload.
-VECMATH_INLINE __m128 noNaN(__m128 x) { return _mm_cmpord_ps(x, x); }
+// NaN is the only special value; it goes the scalar way to keep its payload. The body
+// has the 128-bit form only.
+struct AtanBody {
+  template <class L> static VECMATH_INLINE __m128 fast(__m128 x) { return _mm_cmpord_ps(x, x); }
+  template <class L> static VECMATH_INLINE __m128 body(__m128 x) { return atanVector(x); }
+};
 
 struct AtanKernel {
   static constexpr const char *name = "vsAtan";
-  static bool block(const float *src, float *dst) {
-    return vectorBlock<noNaN, atanVector>(src, dst);
-  }
+  static bool block(const float *src, float *dst) { return laneBlock<Lanes128, AtanBody>(src, dst); }
   static float scalar(float x, IppStatus &) {
     if (x != x)
       return x + x;

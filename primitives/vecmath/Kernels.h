@@ -97,32 +97,12 @@ template <class K, CheckOrder Order> IppStatus run(const float *src, float *dst,
   return status;
 }
 
-/// The vector path of a kernel over 8 elements: every lane must be set in the mask `Fast`
-/// gives, or nothing is written and the caller takes the scalar path.
-template <__m128 (*Fast)(__m128), __m128 (*Vector)(__m128)>
-VECMATH_INLINE bool vectorBlock(const float *src, float *dst) {
-  const __m128 a = _mm_loadu_ps(src), b = _mm_loadu_ps(src + 4);
-  if (_mm_movemask_ps(_mm_and_ps(Fast(a), Fast(b))) != 0xF)
-    return false;
-  _mm_storeu_ps(dst, Vector(a));
-  _mm_storeu_ps(dst + 4, Vector(b));
-  return true;
-}
-
 /// Constants for vector code, laid out so that the compiler folds them into memory
 /// operands instead of rebuilding them in registers.
 struct alignas(16) F4 {
   float v[4];
 };
-struct alignas(16) I4 {
-  int32_t v[4];
-};
-struct alignas(16) D2 {
-  double v[2];
-};
 constexpr F4 f4(float x) { return {{x, x, x, x}}; }
-constexpr I4 i4(int32_t x) { return {{x, x, x, x}}; }
-constexpr D2 d2(double x) { return {{x, x}}; }
 // The empty asm hides the values from the compiler, which would otherwise rebuild each
 // splat with two instructions at every use instead of reading it as a memory operand.
 template <class T> inline const T *opaque(const T &c) {
@@ -131,46 +111,9 @@ template <class T> inline const T *opaque(const T &c) {
   return p;
 }
 inline __m128 ld(const F4 &c) { return _mm_load_ps(opaque(c)->v); }
-inline __m128i ld(const I4 &c) {
-  return _mm_load_si128(reinterpret_cast<const __m128i *>(opaque(c)->v));
-}
-inline __m128d ld(const D2 &c) { return _mm_load_pd(opaque(c)->v); }
-
-/// The byte offsets in the four 32-bit lanes of `offsets`, as integers: the addresses of a
-/// four-lane table gather.
-struct Offsets {
-  alignas(16) uint32_t o[4];
-  explicit Offsets(__m128i offsets) { _mm_store_si128(reinterpret_cast<__m128i *>(o), offsets); }
-  template <class T> const T *at(const void *table, int lane) const {
-    return reinterpret_cast<const T *>(static_cast<const unsigned char *>(table) + o[lane]);
-  }
-};
-
-/// The fast-range test of the kernels whose range is |x| below a bound; false for NaN.
-constexpr I4 kAbsMask = i4(0x7FFFFFFF);
-template <const F4 &Bound> VECMATH_INLINE __m128 absBelow(__m128 x) {
-  return _mm_cmplt_ps(_mm_and_ps(x, _mm_castsi128_ps(ld(kAbsMask))), ld(Bound));
-}
 
 /// The NaN that Ln and Log10 give for arguments below zero.
 inline float domainNaN() { return floatOf(0x7FFC0000u); }
-
-/// Lanes 0 and 1, and 2 and 3, of `x` as doubles.
-inline __m128d lowToDouble(__m128 x) { return _mm_cvtps_pd(x); }
-inline __m128d highToDouble(__m128 x) { return _mm_cvtps_pd(_mm_movehl_ps(x, x)); }
-/// Four floats from two pairs of doubles.
-inline __m128 toFloat(__m128d lo, __m128d hi) {
-  return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
-}
-
-/// 2^n for integer n in [-1022, 1023], per double lane; n in the low 32 bits of each
-/// 64-bit lane.
-inline __m128d pow2(__m128i n) {
-  const __m128i biased = _mm_and_si128(_mm_add_epi32(n, _mm_set1_epi32(1023)),
-                                       _mm_set_epi32(0, -1, 0, -1));
-  return _mm_castsi128_pd(_mm_slli_epi64(biased, 52));
-}
-
 
 /// Four float lanes, with the integer view of the same register: the form the kernels
 /// that also have a 256-bit form are written in.

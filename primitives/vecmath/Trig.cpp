@@ -189,8 +189,8 @@ struct TanBody : TrigBody {
     alignas(16) uint32_t o[4];
     _mm_store_si128(reinterpret_cast<__m128i *>(o), row);
     const float *base = &vssin_data[0][0];
-    return toFloat(tangentPair(rdLo, base + o[0] / 4, base + o[1] / 4),
-                   tangentPair(rdHi, base + o[2] / 4, base + o[3] / 4));
+    return Lanes128::fromD(tangentPair(rdLo, base + o[0] / 4, base + o[1] / 4),
+                           tangentPair(rdHi, base + o[2] / 4, base + o[3] / 4));
   }
 };
 
