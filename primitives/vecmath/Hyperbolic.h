@@ -98,10 +98,20 @@ struct TanhBody {
 
   template <class L>
   static VECMATH_INLINE typename L::D horner(typename L::D u, typename L::I row) {
-    typename L::D v = L::gatherD(&Poly[0][7], row);
-    for (int k = 6; k >= 0; --k)
-      v = L::addd(L::gatherD(&Poly[0][k], row), L::muld(u, v));
-    return v;
+    if constexpr (L::Count == 4) {
+      // Too few registers to hold a row's eight columns: a column at a time.
+      typename L::D v = L::gatherD(&Poly[0][7], row);
+      for (int k = 6; k >= 0; --k)
+        v = L::addd(L::gatherD(&Poly[0][k], row), L::muld(u, v));
+      return v;
+    } else {
+      typename L::D c[8];
+      L::template rowsD<8>(&Poly[0][0], row, c);
+      typename L::D v = c[7];
+      for (int k = 6; k >= 0; --k)
+        v = L::addd(c[k], L::muld(u, v));
+      return v;
+    }
   }
 
   template <class L> static VECMATH_INLINE typename L::F value(typename L::F x) {

@@ -152,14 +152,18 @@ struct Lanes128 {
   template <int N> static I srli(I a) { return _mm_srli_epi32(a, N); }
   template <int N> static I slli(I a) { return _mm_slli_epi32(a, N); }
   template <int N> static I srai(I a) { return _mm_srai_epi32(a, N); }
-  // The floats at base + offset, offsets in bytes.
-  static F gather(const float *base, I offsets) {
+  // Rows of two floats at table + offset, offsets in bytes.
+  static void pairs(const float *table, I offsets, F &c0, F &c1) {
     alignas(16) uint32_t o[4];
     _mm_store_si128(reinterpret_cast<__m128i *>(o), offsets);
-    auto at = [base](uint32_t b) {
-      return *reinterpret_cast<const float *>(reinterpret_cast<const unsigned char *>(base) + b);
+    auto two = [table, &o](int j, int k) {
+      const auto *base = reinterpret_cast<const unsigned char *>(table);
+      const __m128d lo = _mm_load_sd(reinterpret_cast<const double *>(base + o[j]));
+      return _mm_castpd_ps(_mm_loadh_pd(lo, reinterpret_cast<const double *>(base + o[k])));
     };
-    return _mm_setr_ps(at(o[0]), at(o[1]), at(o[2]), at(o[3]));
+    const F a = two(0, 1), b = two(2, 3);
+    c0 = _mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0));
+    c1 = _mm_shuffle_ps(a, b, _MM_SHUFFLE(3, 1, 3, 1));
   }
   // The columns of the 16-byte aligned rows of four floats at table + offset, offsets in
   // bytes: whole rows loaded and turned, cheaper than a gather per column.

@@ -131,6 +131,17 @@ std::atomic<bool> wideWanted{true};
 void useWideMath(bool wanted) { wideWanted.store(wanted); }
 bool wideMath() { return wideMathAvailable() && wideWanted.load(std::memory_order_relaxed); }
 
+namespace {
+std::atomic<int> gathersWanted{-1}; // -1: as the processor suits
+}
+
+void useWideGathers(bool wanted) { gathersWanted.store(wanted ? 1 : 0); }
+bool wideGathers() {
+  static const bool intel = (__builtin_cpu_init(), __builtin_cpu_is("intel") != 0);
+  const int wanted = gathersWanted.load(std::memory_order_relaxed);
+  return wanted < 0 ? intel : wanted != 0;
+}
+
 } // namespace primitives::vecmath
 
 using namespace primitives::vecmath;

@@ -29,6 +29,10 @@ IppStatus expWide(const float *src, float *dst, int len);
 bool wideMathAvailable();
 void useWideMath(bool wanted);
 bool wideMath();
+/// Whether the 256-bit kernels read their tables by gathers or by loads of whole rows
+/// (the same results; by default gathers on Intel's processors only); tests run both.
+void useWideGathers(bool wanted);
+bool wideGathers();
 
 inline namespace VECMATH_ISA {
 
@@ -144,7 +148,8 @@ struct ExpBody {
     const F r = L::sub(L::sub(x, L::mul(nf, L::f(Ln2By128Hi))), L::mul(nf, L::f(Ln2By128Lo)));
     // Rows of two floats: the byte offset is the low seven bits of n times 8.
     const I row = L::andi(L::template slli<3>(n), L::i(127 << 3));
-    const F hi = L::gather(&exp2f_table[0][0], row), lo = L::gather(&exp2f_table[0][1], row);
+    F hi, lo;
+    L::pairs(&exp2f_table[0][0], row, hi, lo);
     const F p = L::add(L::mul(L::add(L::mul(L::mul(L::f(0.5f), r), r), L::add(lo, r)), hi), hi);
     const I scale = L::template slli<23>(L::addi(L::template srai<7>(n), L::i(127)));
     return L::mul(p, L::asF(scale));

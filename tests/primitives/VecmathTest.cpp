@@ -106,16 +106,22 @@ TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
                {ippsTanh_32f_A24, &tanh},  {ippsTanh_32f_A24, &mixed}, {ippsLog10_32f_A24, &ln},
                {ippsLog10_32f_A24, &mixed}};
   for (const auto &c : cases) {
-    std::vector<float> out[2];
-    IppStatus status[2];
-    for (bool wide : {false, true}) {
-      primitives::vecmath::useWideMath(wide);
-      out[wide].resize(c.in->size());
-      status[wide] = c.f(c.in->data(), out[wide].data(), static_cast<int>(c.in->size()));
+    // 128 bits; 256 bits reading the tables by gathers; and by loads of rows.
+    std::vector<float> out[3];
+    IppStatus status[3];
+    const bool gathers = primitives::vecmath::wideGathers();
+    for (int form = 0; form < 3; ++form) {
+      primitives::vecmath::useWideMath(form > 0);
+      primitives::vecmath::useWideGathers(form == 1);
+      out[form].resize(c.in->size());
+      status[form] = c.f(c.in->data(), out[form].data(), static_cast<int>(c.in->size()));
     }
     primitives::vecmath::useWideMath(true);
-    EXPECT_EQ(status[0], status[1]);
-    EXPECT_TRUE(sameBits(out[0], out[1]));
+    primitives::vecmath::useWideGathers(gathers);
+    for (int form = 1; form < 3; ++form) {
+      EXPECT_EQ(status[0], status[form]);
+      EXPECT_TRUE(sameBits(out[0], out[form])) << "form " << form;
+    }
   }
 }
 
