@@ -130,10 +130,12 @@ struct Lanes128 {
   static F add(F a, F b) { return _mm_add_ps(a, b); }
   static F sub(F a, F b) { return _mm_sub_ps(a, b); }
   static F mul(F a, F b) { return _mm_mul_ps(a, b); }
+  static F div(F a, F b) { return _mm_div_ps(a, b); }
   static F band(F a, F b) { return _mm_and_ps(a, b); }
   static F select(F m, F a, F b) { return _mm_or_ps(_mm_and_ps(m, a), _mm_andnot_ps(m, b)); }
   static F cmplt(F a, F b) { return _mm_cmplt_ps(a, b); }
   static F cmple(F a, F b) { return _mm_cmple_ps(a, b); }
+  static F cmpord(F a, F b) { return _mm_cmpord_ps(a, b); }
   static F bxor(F a, F b) { return _mm_xor_ps(a, b); }
   static F bor(F a, F b) { return _mm_or_ps(a, b); }
   static int mask(F m) { return _mm_movemask_ps(m); }

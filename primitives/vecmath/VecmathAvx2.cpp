@@ -1,11 +1,12 @@
 //===- primitives/vecmath/VecmathAvx2.cpp - Kernels in 256-bit registers ---===//
 //
-// Built with AVX2 and without fused multiply-add: Ln, Log10, Exp, Sin, Cos, Sinh, Cosh and Tanh
+// Built with AVX2 and without fused multiply-add: Ln, Log10, Exp, Sin, Cos, Atan, Sinh, Cosh and Tanh
 // eight lanes at a time, the same bodies as the 128-bit kernels, run only where the
 // processor has AVX2.
 //
 //===----------------------------------------------------------------------===//
 #define VECMATH_ISA avx2
+#include "primitives/vecmath/Atan.h"
 #include "primitives/vecmath/LogExp.h"
 #include "primitives/vecmath/Hyperbolic.h"
 #include "primitives/vecmath/Trig.h"
@@ -33,10 +34,12 @@ template <bool Gathers> struct Lanes256T {
   static F add(F a, F b) { return _mm256_add_ps(a, b); }
   static F sub(F a, F b) { return _mm256_sub_ps(a, b); }
   static F mul(F a, F b) { return _mm256_mul_ps(a, b); }
+  static F div(F a, F b) { return _mm256_div_ps(a, b); }
   static F band(F a, F b) { return _mm256_and_ps(a, b); }
   static F select(F m, F a, F b) { return _mm256_blendv_ps(b, a, m); }
   static F cmplt(F a, F b) { return _mm256_cmp_ps(a, b, _CMP_LT_OQ); }
   static F cmple(F a, F b) { return _mm256_cmp_ps(a, b, _CMP_LE_OQ); }
+  static F cmpord(F a, F b) { return _mm256_cmp_ps(a, b, _CMP_ORD_Q); }
   static F bxor(F a, F b) { return _mm256_xor_ps(a, b); }
   static F bor(F a, F b) { return _mm256_or_ps(a, b); }
   static int mask(F m) { return _mm256_movemask_ps(m); }
@@ -209,6 +212,10 @@ IppStatus coshWide(const float *src, float *dst, int len) {
 
 IppStatus tanhWide(const float *src, float *dst, int len) {
   return either<TanhKernelT<Gathering>, TanhKernelT<Loading>, CheckOrder::PointersFirst>(src, dst, len);
+}
+
+IppStatus atanWide(const float *src, float *dst, int len) {
+  return run<AtanKernelT<Gathering>, CheckOrder::PointersFirst>(src, dst, len);
 }
 
 } // namespace primitives::vecmath

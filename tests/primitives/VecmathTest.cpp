@@ -104,7 +104,7 @@ TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
                {ippsSin_32f_A24, &mixed},  {ippsCos_32f_A24, &mixed},  {ippsSinh_32f_A24, &exp},
                {ippsCosh_32f_A24, &exp},   {ippsSinh_32f_A24, &mixed}, {ippsCosh_32f_A24, &mixed},
                {ippsTanh_32f_A24, &tanh},  {ippsTanh_32f_A24, &mixed}, {ippsLog10_32f_A24, &ln},
-               {ippsLog10_32f_A24, &mixed}};
+               {ippsLog10_32f_A24, &mixed}, {ippsAtan_32f_A24, &exp},   {ippsAtan_32f_A24, &mixed}};
   for (const auto &c : cases) {
     // 128 bits; 256 bits reading the tables by gathers; and by loads of rows.
     std::vector<float> out[3];
