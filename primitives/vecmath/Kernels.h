@@ -2,11 +2,12 @@
 //
 // A kernel K supplies
 //   static constexpr const char *name;
-//   static bool block(const float *src, float *dst);    // 8 elements, vector path
+//   static bool block(const float *src, float *dst);    // Width elements, vector path
 //   static float scalar(float x, IppStatus &status);    // 1 element, exact on specials
-// `block` returns false, having written nothing, when any of its 8 elements lies outside
-// its fast range; those 8 then go through `scalar`, as does the tail of fewer than 8.
-// For inputs in the fast range the two give the same bits.
+// and may set `static constexpr int Width` (8 when it does not). `block` returns false,
+// having written nothing, when any of its elements lies outside its fast range; those
+// then go through `scalar`, as does the tail. For inputs in the fast range the two give
+// the same bits.
 //
 //===----------------------------------------------------------------------===//
 #ifndef PRIMITIVES_VECMATH_KERNELS_H
@@ -19,6 +20,7 @@
 #include <cstdint>
 #include <cstring>
 #include <emmintrin.h>
+#include <type_traits>
 
 // Everything here is compiled once per instruction set: the 256-bit kernels include this
 // file with VECMATH_ISA set to avx2, so that their copies of these inline functions carry
@@ -37,6 +39,13 @@ inline namespace VECMATH_ISA {
 #define VECMATH_INLINE inline __attribute__((always_inline))
 
 enum class CheckOrder { PointersFirst, LengthFirst };
+
+template <class K, class = void> struct BlockWidth {
+  static constexpr int value = 8;
+};
+template <class K> struct BlockWidth<K, std::void_t<decltype(K::Width)>> {
+  static constexpr int value = K::Width;
+};
 
 // Masks every floating-point exception for the life of the object. On the way out the
 // x87 flags are cleared, and the MXCSR is restored when it was changed; when it was not,
@@ -87,10 +96,11 @@ template <class K, CheckOrder Order> IppStatus run(const float *src, float *dst,
       own_ipps_sError(s, j, src, dst, K::name);
     }
   };
+  constexpr int W = BlockWidth<K>::value;
   int i = 0;
-  for (; i + 8 <= len; i += 8)
+  for (; i + W <= len; i += W)
     if (!K::block(src + i, dst + i))
-      for (int j = i; j < i + 8; ++j)
+      for (int j = i; j < i + W; ++j)
         one(j);
   for (; i < len; ++i)
     one(i);
@@ -209,10 +219,10 @@ struct Lanes128 {
   static D muld(D a, D b) { return _mm_mul_pd(a, b); }
 };
 
-/// A block of 8 elements in lanes of L: the vector body K::body where every lane passes
+/// A block of W elements in lanes of L: the vector body K::body where every lane passes
 /// K::fast, otherwise nothing is written and false sends the block to the scalar path.
-template <class L, class K> VECMATH_INLINE bool laneBlock(const float *src, float *dst) {
-  constexpr int V = 8 / L::Count;
+template <class L, class K, int W = 8> VECMATH_INLINE bool laneBlock(const float *src, float *dst) {
+  constexpr int V = W / L::Count;
   typename L::F x[V];
   int all = L::AllSet;
   for (int v = 0; v < V; ++v) {

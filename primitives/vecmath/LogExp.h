@@ -158,13 +158,15 @@ struct ExpBody {
 
 template <class L> struct LnKernelT : LnBody {
   static constexpr const char *name = "vsLn";
-  static bool block(const float *src, float *dst) { return laneBlock<L, LnBody>(src, dst); }
+  static constexpr int Width = 16;
+  static bool block(const float *src, float *dst) { return laneBlock<L, LnBody, Width>(src, dst); }
   static float scalar(float x, IppStatus &status) { return lnElement(x, status); }
 };
 
 template <class L> struct Log10KernelT : Log10Body {
   static constexpr const char *name = "vsLog10";
-  static bool block(const float *src, float *dst) { return laneBlock<L, Log10Body>(src, dst); }
+  static constexpr int Width = 16;
+  static bool block(const float *src, float *dst) { return laneBlock<L, Log10Body, Width>(src, dst); }
   static float scalar(float x, IppStatus &status) { return _sLg_Scalar(x, status); }
 };
 

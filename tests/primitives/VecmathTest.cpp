@@ -125,7 +125,7 @@ TEST(Vecmath, BothVectorWidthsGiveTheSameBits) {
   }
 }
 
-// The tail (fewer than 8) and blocks with a special value go element by element; the
+// The tail (shorter than a block) and blocks with a special value go element by element; the
 // results are the vector path's to the bit, at any length, from any start, in place too.
 TEST(Vecmath, TailsOffsetsAndInPlace) {
   std::vector<float> in(64);
