@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building, testing and running the detector need,
-# where they are missing. Run as root, or as a user who may use sudo.
+# and any named on the command line, where they are missing. Run as root, or as a user
+# who may use sudo.
 set -euo pipefail
 
-packages=(g++ cmake make pkg-config python3 googletest libgtest-dev libbenchmark-dev libfftw3-dev libsndfile1-dev vamp-plugin-sdk vamp-examples raptor2-utils clang libclang-rt-dev)
+packages=(g++ cmake make pkg-config python3 googletest libgtest-dev libbenchmark-dev libfftw3-dev libsndfile1-dev vamp-plugin-sdk vamp-examples raptor2-utils clang libclang-rt-dev "$@")
 
 missing=()
 for p in "${packages[@]}"; do
