@@ -79,6 +79,22 @@ bool parseFormat(const std::string &name, Format &format) {
   return false;
 }
 
+const char *formatExtension(Format format) {
+  switch (format) {
+  case Format::Text:
+    return ".txt";
+  case Format::Csv:
+    return ".csv";
+  case Format::Json:
+    return ".json";
+  case Format::Labels:
+    return ".labels.txt";
+  case Format::Sv:
+    return ".svl";
+  }
+  return ".txt";
+}
+
 bool holdsSeveralFiles(Format format) {
   return format == Format::Text || format == Format::Csv || format == Format::Json;
 }

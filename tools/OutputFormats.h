@@ -31,6 +31,10 @@ enum class Format { Text, Csv, Json, Labels, Sv };
 /// The format called `name` (text, csv, json, labels, sv); false for any other name.
 bool parseFormat(const std::string &name, Format &format);
 
+/// The file name extension of a document of `format`: .txt, .csv, .json, .labels.txt
+/// (Audacity reads labels from .txt files) or .svl.
+const char *formatExtension(Format format);
+
 /// Whether one document of `format` can hold the transients of several files: text,
 /// CSV and JSON can; an Audacity label track and a Sonic Visualiser layer cannot.
 bool holdsSeveralFiles(Format format);

@@ -5,9 +5,10 @@
 // prints one line per transient (time in seconds, sample frame, strength), or writes
 // CSV, JSON, an Audacity label track or a Sonic Visualiser layer (OutputFormats.h), and
 // an SVG plot (Plot.h). Files are analysed in parallel; their results come out in input
-// order as one document.
+// order as one document, or with --output-dir as one file each (Collection.h).
 //
 //===----------------------------------------------------------------------===//
+#include "Collection.h"
 #include "OutputFormats.h"
 #include "Plot.h"
 #include "ToolSupport.h"
@@ -18,15 +19,18 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -50,12 +54,23 @@ const char *const Usage =
     "  --format FORMAT       text (default), csv, json, labels (Audacity) or sv (Sonic\n"
     "                        Visualiser); labels and sv hold one input file\n"
     "  -o, --output FILE     write there instead of standard output\n"
+    "  --files-from LIST     also analyse the files listed in LIST, one per line (- reads\n"
+    "                        the list from standard input)\n"
+    "  --output-dir DIR      write one output per input file into DIR, named after it with\n"
+    "                        the format's extension (.txt, .csv, .json, .labels.txt, .svl);\n"
+    "                        an output that exists already is kept and its input skipped\n"
+    "  --mirror              with --output-dir: keep the inputs' folders below the deepest\n"
+    "                        folder they share\n"
+    "  --force               with --output-dir: analyse and write over existing outputs\n"
+    "  --shard K/N           take only every N-th input file from the K-th (K from 0)\n"
     "  --plot FILE.svg       draw the waveform with a marker per transient (one input file)\n"
     "  -j, --jobs N          files analysed at once (default: the number of cores)\n"
     "  -q, --quiet           no progress bar\n"
     "  -h, --help            this text\n"
     "\n"
-    "Several files make one document, in the order given: text has a line \"# FILE\" before\n"
+    "With --output-dir a summary line at the end gives the files done, skipped and failed,\n"
+    "the hours of audio and the speed. Without it, several files make one document, in the\n"
+    "order given: text has a line \"# FILE\" before\n"
     "each file's transients, csv a first column \"file\", and json is an array of the\n"
     "per-file objects (one file gives its object alone).\n"
     "\n"
@@ -75,10 +90,14 @@ struct Options {
   std::string plot;
   unsigned jobs = 0;
   bool quiet = false;
+  std::string outputDir;
+  bool mirror = false, force = false;
+  unsigned shardK = 0, shardN = 1;
 };
 
 struct Result {
   std::string error; // empty on success
+  double seconds = 0.0; // of audio
   tools::FileTransients transients;
   tools::Overview overview; // for the plot
 };
@@ -143,6 +162,27 @@ Options parse(int argc, char **argv) {
       o.jobs = static_cast<unsigned>(integer(a, takes(), 1, 256));
     } else if (a == "-q" || a == "--quiet") {
       o.quiet = true;
+    } else if (a == "--files-from") {
+      const char *f = takes();
+      if (!f || !*f)
+        usageError("--files-from: a file name is missing");
+      std::string error;
+      if (!tools::readFileList(f, o.files, error))
+        usageError("--files-from: " + error);
+    } else if (a == "--output-dir") {
+      const char *f = takes();
+      if (!f || !*f)
+        usageError("--output-dir: a folder name is missing");
+      o.outputDir = f;
+    } else if (a == "--mirror") {
+      o.mirror = true;
+    } else if (a == "--force") {
+      o.force = true;
+    } else if (a == "--shard") {
+      const char *f = takes();
+      std::string problem;
+      if (!f || !tools::parseShard(f, o.shardK, o.shardN, problem))
+        usageError("--shard: " + (f ? problem : std::string("a value is missing")));
     } else if (a.size() > 1 && a[0] == '-') {
       usageError("unknown option '" + a + "'");
     } else {
@@ -151,14 +191,24 @@ Options parse(int argc, char **argv) {
   }
   if (o.files.empty())
     usageError("no input file given");
+  o.files = tools::shardOf(o.files, o.shardK, o.shardN);
+  if (o.outputDir.empty() && (o.mirror || o.force))
+    usageError(std::string(o.mirror ? "--mirror" : "--force") + " goes with --output-dir");
+  if (!o.outputDir.empty()) {
+    if (!o.output.empty() || !o.plot.empty())
+      usageError(std::string(o.output.empty() ? "--plot" : "--output") +
+                 " writes one file: with --output-dir each input has its own output");
+    if (std::find(o.files.begin(), o.files.end(), "-") != o.files.end())
+      usageError("--output-dir names each output after its input: standard input has no name");
+  }
   if (o.stepSize > o.blockSize)
     usageError("--step-size: " + std::to_string(o.stepSize) + " is larger than the block size " +
                std::to_string(o.blockSize));
   if (o.stepSize == 0)
     o.stepSize = o.blockSize;
-  if (o.files.size() > 1 && !o.plot.empty())
+  if (o.files.size() > 1 && !o.plot.empty() && o.outputDir.empty())
     usageError("--plot draws one file: give it one input file at a time");
-  if (o.files.size() > 1 && !tools::holdsSeveralFiles(o.format))
+  if (o.files.size() > 1 && !tools::holdsSeveralFiles(o.format) && o.outputDir.empty())
     usageError("--format " + formatName +
                " holds the transients of one file: give one input file at a time, or use --format csv or "
                "--format json for several");
@@ -289,6 +339,7 @@ Result analyse(const std::string &file, const Options &o, bool showProgress) {
     return r;
   }
   collect(plugin->getRemainingFeatures(), rate);
+  r.seconds = static_cast<double>(read) / rate;
   progress(file, 1.0, showProgress);
   return r;
 }
@@ -299,6 +350,69 @@ bool writeAll(tools::TemporaryFile &out, const std::string &text) {
     return true;
   std::fprintf(stderr, "detect-transients: %s\n", error.c_str());
   return false;
+}
+
+// Runs `work` for each index below `count` on `jobs` threads.
+void inParallel(size_t count, unsigned jobs, const std::function<void(size_t)> &work) {
+  std::atomic<size_t> next{0};
+  std::vector<std::thread> pool;
+  for (unsigned t = 0; t < std::min<size_t>(jobs, count); ++t)
+    pool.emplace_back([&] {
+      for (size_t i; (i = next++) < count;)
+        work(i);
+    });
+  for (auto &t : pool)
+    t.join();
+}
+
+// One output per input, each written as soon as its file is done: a run stopped part way
+// keeps what it finished, and the next one skips it.
+int writeEach(const Options &o) {
+  std::vector<std::string> paths;
+  std::string error;
+  if (!tools::outputPaths(o.files, o.outputDir, tools::formatExtension(o.format), o.mirror, paths, error))
+    usageError("--output-dir: " + error);
+  if (!tools::makeDirectories(o.outputDir, error)) {
+    std::fprintf(stderr, "detect-transients: %s\n", error.c_str());
+    return 1;
+  }
+  std::vector<size_t> todo;
+  for (size_t i = 0; i < paths.size(); ++i) {
+    struct stat st;
+    if (o.force || stat(paths[i].c_str(), &st) != 0)
+      todo.push_back(i);
+  }
+  const auto start = std::chrono::steady_clock::now();
+  std::atomic<size_t> done{0}, failed{0};
+  std::mutex sum;
+  double audioSeconds = 0.0;
+  inParallel(todo.size(), o.jobs, [&](size_t t) {
+    const size_t i = todo[t];
+    const Result r = analyse(o.files[i], o, false);
+    std::string problem = r.error;
+    if (problem.empty()) {
+      const std::string document = tools::formatTransients(o.format, {&r.transients}, false);
+      const size_t slash = paths[i].rfind('/');
+      if (tools::makeDirectories(paths[i].substr(0, slash), problem) &&
+          tools::writeThroughTemporary(
+              paths[i], [&](std::FILE *f) { return std::fwrite(document.data(), 1, document.size(), f) == document.size(); },
+              problem)) {
+        ++done;
+        std::lock_guard<std::mutex> guard(sum);
+        audioSeconds += r.seconds;
+        return;
+      }
+    }
+    ++failed;
+    std::lock_guard<std::mutex> guard(progressLock);
+    std::fprintf(stderr, "detect-transients: %s\n", problem.c_str());
+  });
+  const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (!o.quiet)
+    std::fprintf(stderr, "detect-transients: %zu done, %zu skipped, %zu failed; %.3f hours of audio in %.2f s (%.0f x real time)\n",
+                 done.load(), paths.size() - todo.size(), failed.load(), audioSeconds / 3600.0, wall,
+                 wall > 0.0 ? audioSeconds / wall : 0.0);
+  return failed ? 1 : 0;
 }
 
 } // namespace
@@ -318,6 +432,10 @@ int main(int argc, char **argv) {
     setenv("VAMP_PATH", (path + PLUGIN_DIR).c_str(), 1);
   }
   tools::removeTemporariesOnSignal();
+  if (!o.outputDir.empty()) {
+    Vamp::HostExt::PluginLoader::getInstance(); // before the threads
+    return writeEach(o);
+  }
   // Opened before the analysis, so that an unwritable path fails at once rather than
   // after a long batch; their temporaries are removed on every way out but success.
   tools::TemporaryFile output, plot;
@@ -331,16 +449,7 @@ int main(int argc, char **argv) {
   // Long files show a progress bar when standard error is a terminal and one file runs.
   const bool showProgress = !o.quiet && isatty(STDERR_FILENO) && o.files.size() == 1;
   std::vector<Result> results(o.files.size());
-  std::atomic<size_t> next{0};
-  auto worker = [&]() {
-    for (size_t i; (i = next++) < o.files.size();)
-      results[i] = analyse(o.files[i], o, showProgress);
-  };
-  std::vector<std::thread> pool;
-  for (unsigned t = 0; t < std::min<size_t>(o.jobs, o.files.size()); ++t)
-    pool.emplace_back(worker);
-  for (auto &t : pool)
-    t.join();
+  inParallel(o.files.size(), o.jobs, [&](size_t i) { results[i] = analyse(o.files[i], o, showProgress); });
 
   bool failed = false;
   std::vector<const tools::FileTransients *> analysed;

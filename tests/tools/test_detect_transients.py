@@ -225,6 +225,10 @@ class DetectTransients(unittest.TestCase):
                             ([self.other, '--plot', 'x.svg'], '--plot draws one file'),
                             ([self.other, '--format', 'labels', '-o', out], 'use --format csv or --format json'),
                             ([self.other, '--format', 'sv'], 'use --format csv or --format json'),
+                            (['--shard', '4/4'], "'4/4' is out of range"),
+                            (['--files-from', out], "cannot read the file list '%s'" % out),
+                            (['--output-dir', self.dir, '--plot', 'x.svg'], '--plot writes one file'),
+                            (['--force'], '--force goes with --output-dir'),
                             ([], 'no input file')):
             r = run(*(args + ([self.drums] if args else [])))
             self.assertEqual(r.returncode, 2, args)
@@ -271,13 +275,83 @@ class DetectTransients(unittest.TestCase):
         self.assertEqual(svg['pipe'], svg['file'])
 
 
+class Collections(unittest.TestCase):
+    """--files-from, --output-dir with its resumption, --mirror and --shard, and a collection
+    spread over GNU parallel's jobs."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.dir = tempfile.mkdtemp(prefix='collection-')
+        cls.files = []
+        for i in range(40):
+            path = os.path.join(cls.dir, 'in', 'ab'[i % 2], 'take%02d.wav' % i)
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            subprocess.run([MAKER, path, '--seconds', '1.5', '--seed', str(i)], check=True,
+                           capture_output=True)
+            cls.files.append(path)
+        cls.list = os.path.join(cls.dir, 'list.txt')
+        with open(cls.list, 'w') as f:
+            f.write('\n'.join(cls.files) + '\n')
+
+    def outputs(self, folder):
+        found = {}
+        for top, _, names in os.walk(folder):
+            for name in names:
+                with open(os.path.join(top, name)) as f:
+                    found[os.path.relpath(os.path.join(top, name), folder)] = f.read()
+        return found
+
+    def test_one_output_each_resumed_where_it_stopped(self):
+        out = os.path.join(self.dir, 'resumed')
+        listed = self.files[:6] + [os.path.join(self.dir, 'in', 'missing.wav')]
+        r = run('--files-from', '-', '--output-dir', out, '--mirror', input='\n'.join(listed))
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("cannot read '%s'" % listed[-1], r.stderr)
+        self.assertRegex(r.stderr, r'6 done, 0 skipped, 1 failed; [0-9.]+ hours of audio')
+        got = self.outputs(out)
+        self.assertEqual(sorted(got), sorted(os.path.join('ab'[i % 2], 'take%02d.txt' % i) for i in range(6)))
+        self.assertEqual(got[os.path.join('a', 'take00.txt')], run(self.files[0]).stdout)
+        # A second run skips what is there; a lost output is made again; --force redoes all.
+        os.remove(os.path.join(out, 'b', 'take03.txt'))
+        r = run('--files-from', '-', '--output-dir', out, '--mirror', input='\n'.join(listed[:6]))
+        self.assertEqual((r.returncode, r.stderr.count('1 done, 5 skipped, 0 failed')), (0, 1), r.stderr)
+        self.assertEqual(self.outputs(out), got)
+        r = run(*listed[:6], '--output-dir', out, '--mirror', '--force', '--format', 'json')
+        self.assertIn('6 done, 0 skipped', r.stderr)
+        self.assertEqual(len(self.outputs(out)), 12)
+        # Without --mirror two inputs of one name would share an output: refused at once.
+        r = run(self.files[0], os.path.join(self.dir, 'in', 'b', '..', 'a', 'take00.wav'), self.files[1],
+                '--output-dir', os.path.join(self.dir, 'flat'))
+        self.assertEqual(r.returncode, 2)
+        self.assertIn("would both write", r.stderr)
+        self.assertFalse(os.path.exists(os.path.join(self.dir, 'flat')))
+
+    def test_shards_and_parallel_jobs_give_the_one_run_outputs(self):
+        one = os.path.join(self.dir, 'one')
+        self.assertEqual(run('--files-from', self.list, '--output-dir', one, '-q').returncode, 0)
+        expected = self.outputs(one)
+        self.assertEqual(len(expected), 40)
+        shards = os.path.join(self.dir, 'shards')
+        for k in range(4):
+            r = run('--files-from', self.list, '--output-dir', shards, '--shard', '%d/4' % k)
+            self.assertIn('10 done, 0 skipped', r.stderr)
+        self.assertEqual(self.outputs(shards), expected)
+        spread = os.path.join(self.dir, 'parallel')
+        r = subprocess.run(['parallel', '--will-cite', '-j4', TOOL, '-q', '--output-dir', spread, '{}',
+                            '::::', self.list], capture_output=True, text=True, timeout=300)
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertEqual(self.outputs(spread), expected)
+
+
 class ReadmeExamples(unittest.TestCase):
     def test_examples_run_as_written(self):
         """Every detect-transients command in the README's examples, run by the shell as
         written in a folder that holds the recordings it names; its outputs must parse."""
         with open(README) as f:
             blocks = re.findall(r'^```sh\n(.*?)^```', f.read(), re.S | re.M)
-        lines = [l for b in blocks for l in b.splitlines() if l.startswith('detect-transients ')]
+        # The collection examples need a list and run as whole blocks: the next test.
+        lines = [l for b in blocks for l in b.splitlines()
+                 if l.startswith('detect-transients ') and '--files-from' not in l and not l.endswith('\\')]
         self.assertTrue(lines)
         work = tempfile.mkdtemp(prefix='readme-')
         words = {line: shlex.split(line, comments=True) for line in lines}
@@ -303,6 +377,35 @@ class ReadmeExamples(unittest.TestCase):
                 if not outputs:
                     self.assertGreater(len(transients_in('-', r.stdout)), 0)
         self.assertEqual([n for n in os.listdir(work) if n.endswith('.part')], [])
+
+    def test_collection_examples_run_as_written(self):
+        """The README's collection examples that run on one machine, each block as one shell
+        script, over a small corpus of FLAC files."""
+        with open(README) as f:
+            text = f.read()
+        section = text[text.index('### Collections'):text.index('### Files, errors and exit status')]
+        blocks = [b.replace('\\\n', ' ') for b in re.findall(r'^```sh\n(.*?)^```', section, re.S | re.M)
+                  if '--sshlogin' not in b]
+        self.assertEqual(len(blocks), 2)
+        work = tempfile.mkdtemp(prefix='readme-collection-')
+        for name in ('corpus/a/one.flac', 'corpus/b/two.flac'):
+            os.makedirs(os.path.join(work, os.path.dirname(name)), exist_ok=True)
+            write_flac(os.path.join(work, name))
+        env = dict(os.environ, PATH=os.path.dirname(TOOL) + os.pathsep + os.environ['PATH'],
+                   SLURM_ARRAY_TASK_ID='1', SLURM_ARRAY_TASK_COUNT='2')
+        for block in blocks:
+            with self.subTest(block):
+                r = subprocess.run(['bash', '-c', block], cwd=work, env=env, capture_output=True, text=True,
+                                   timeout=120)
+                self.assertEqual(r.returncode, 0, r.stderr)
+        for name in ('results/a/one.json', 'results/b/two.json'):
+            with open(os.path.join(work, name)) as f:
+                self.assertGreater(len(json.load(f)['transients']), 0)
+        # The shard 1 of 2 took the second file of the list, written flat beside them.
+        with open(os.path.join(work, 'list.txt')) as f:
+            second = f.read().split()[1]
+        stem = os.path.splitext(os.path.basename(second))[0]
+        self.assertTrue(os.path.exists(os.path.join(work, 'results', stem + '.txt')))
 
     def test_host_examples_run_as_written(self):
         """The vamp-simple-host commands of the README, from a folder whose build/ is ours."""
