@@ -1,6 +1,11 @@
 //===- tools/OutputFormats.cpp - The output formats of detect-transients ---===//
 #include "OutputFormats.h"
 
+#include "engine/core/dsp/Conversions.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 
 namespace tools {
@@ -63,6 +68,59 @@ std::string svLayer(const FileTransients &f) {
                "model=\"1\"/>\n</display>\n</sv>\n";
 }
 
+// A Standard MIDI File of type 0: at 500 ticks a quarter note and 500000 microseconds a
+// quarter (120 beats a minute), a tick is a millisecond, so every note starts on its
+// transient's millisecond. Each note is 50 ms long, or ends where the next one starts.
+// The velocity is the strength, 0 to 2, scaled to 0..1.
+std::string midiFile(const FileTransients &f, int note) {
+  constexpr int Ticks = 500, Length = 50;
+  constexpr unsigned char NoteOn = 0x99, NoteOff = 0x89; // channel 10
+  std::string track;
+  auto bytes = [&track](std::initializer_list<int> b) {
+    for (int x : b)
+      track += static_cast<char>(x);
+  };
+  long now = 0;
+  auto at = [&](long tick) { // the delta time as a variable-length quantity
+    const unsigned long delta = static_cast<unsigned long>(std::max(0L, tick - now));
+    now = std::max(now, tick);
+    char groups[5];
+    int n = 0;
+    unsigned long rest = delta;
+    do {
+      groups[n++] = static_cast<char>(rest & 0x7F);
+      rest >>= 7;
+    } while (rest);
+    while (n--)
+      track += static_cast<char>(groups[n] | (n ? 0x80 : 0));
+  };
+  at(0);
+  bytes({0xFF, 0x51, 0x03, 0x07, 0xA1, 0x20}); // tempo: 500000 us a quarter note
+  const std::string name = "Transients: " + f.file.substr(0, 100);
+  at(0);
+  bytes({0xFF, 0x03, static_cast<int>(name.size())});
+  track += name;
+  const auto &ts = f.transients;
+  for (size_t i = 0; i < ts.size(); ++i) {
+    const long on = std::max(0L, std::lround(ts[i].seconds * 1000.0));
+    long off = on + Length;
+    if (i + 1 < ts.size())
+      off = std::min(off, std::max(on, std::lround(ts[i + 1].seconds * 1000.0)));
+    at(on);
+    bytes({NoteOn, note, engine::normalizedToMidiVelocity(ts[i].strength * 0.5f)});
+    at(off);
+    bytes({NoteOff, note, 0x40});
+  }
+  at(now);
+  bytes({0xFF, 0x2F, 0x00});
+  auto be32 = [](uint32_t v) {
+    return std::string{static_cast<char>(v >> 24), static_cast<char>(v >> 16), static_cast<char>(v >> 8),
+                       static_cast<char>(v)};
+  };
+  return std::string("MThd", 4) + be32(6) + std::string("\0\0\0\1", 4) + static_cast<char>(Ticks >> 8) +
+         static_cast<char>(Ticks & 0xFF) + "MTrk" + be32(static_cast<uint32_t>(track.size())) + track;
+}
+
 } // namespace
 
 bool parseFormat(const std::string &name, Format &format) {
@@ -70,7 +128,7 @@ bool parseFormat(const std::string &name, Format &format) {
     const char *name;
     Format format;
   } Names[] = {{"text", Format::Text}, {"csv", Format::Csv}, {"json", Format::Json},
-               {"labels", Format::Labels}, {"sv", Format::Sv}};
+               {"labels", Format::Labels}, {"sv", Format::Sv}, {"midi", Format::Midi}};
   for (const auto &n : Names)
     if (name == n.name) {
       format = n.format;
@@ -91,6 +149,8 @@ const char *formatExtension(Format format) {
     return ".labels.txt";
   case Format::Sv:
     return ".svl";
+  case Format::Midi:
+    return ".mid";
   }
   return ".txt";
 }
@@ -99,7 +159,8 @@ bool holdsSeveralFiles(Format format) {
   return format == Format::Text || format == Format::Csv || format == Format::Json;
 }
 
-std::string formatTransients(Format format, const std::vector<const FileTransients *> &files, bool several) {
+std::string formatTransients(Format format, const std::vector<const FileTransients *> &files, bool several,
+                             int midiNote) {
   std::string out;
   char line[160];
   if (format == Format::Csv)
@@ -133,6 +194,9 @@ std::string formatTransients(Format format, const std::vector<const FileTransien
       break;
     case Format::Sv: // a Sonic Visualiser time-value layer
       out += svLayer(*f);
+      break;
+    case Format::Midi:
+      out += midiFile(*f, midiNote);
       break;
     }
   }

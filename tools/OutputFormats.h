@@ -1,7 +1,7 @@
 //===- tools/OutputFormats.h - The output formats of detect-transients -----===//
 //
 // Turns the transients of one or several analysed files into one document: plain text,
-// CSV, JSON, an Audacity label track or a Sonic Visualiser layer.
+// CSV, JSON, an Audacity label track, a Sonic Visualiser layer or a Standard MIDI File.
 //
 //===----------------------------------------------------------------------===//
 #ifndef TOOLS_OUTPUTFORMATS_H
@@ -26,17 +26,17 @@ struct FileTransients {
   std::vector<Transient> transients;
 };
 
-enum class Format { Text, Csv, Json, Labels, Sv };
+enum class Format { Text, Csv, Json, Labels, Sv, Midi };
 
-/// The format called `name` (text, csv, json, labels, sv); false for any other name.
+/// The format called `name` (text, csv, json, labels, sv, midi); false for any other name.
 bool parseFormat(const std::string &name, Format &format);
 
 /// The file name extension of a document of `format`: .txt, .csv, .json, .labels.txt
-/// (Audacity reads labels from .txt files) or .svl.
+/// (Audacity reads labels from .txt files), .svl or .mid.
 const char *formatExtension(Format format);
 
 /// Whether one document of `format` can hold the transients of several files: text,
-/// CSV and JSON can; an Audacity label track and a Sonic Visualiser layer cannot.
+/// CSV and JSON can; an Audacity label track, a Sonic Visualiser layer and MIDI cannot.
 bool holdsSeveralFiles(Format format);
 
 /// One document of the transients of `files`, in their order. `several` says that more
@@ -46,9 +46,10 @@ bool holdsSeveralFiles(Format format);
 ///   csv     one header, with a first column "file";
 ///   json    an array of the per-file objects {"file", "sampleRate", "transients"},
 ///           where one file gives the object alone.
-/// Precondition: `several` or at most one file; labels and sv hold exactly one file.
+/// Precondition: `several` or at most one file; labels, sv and midi hold exactly one file.
+/// MIDI plays note `midiNote` on channel 10 (drums) for each transient.
 std::string formatTransients(Format format, const std::vector<const FileTransients *> &files,
-                             bool several);
+                             bool several, int midiNote = 36);
 
 /// `s` fit for XML text and double-quoted attribute values.
 std::string xmlEscape(const std::string &s);

@@ -51,8 +51,10 @@ const char *const Usage =
     "  --block-size N        samples per block, 1 to 1048576 (default 65536)\n"
     "  --step-size N         samples per step, 1 to the block size (default: the block size)\n"
     "  --channel N           analyse channel N (1 is the first) instead of the mix\n"
-    "  --format FORMAT       text (default), csv, json, labels (Audacity) or sv (Sonic\n"
-    "                        Visualiser); labels and sv hold one input file\n"
+    "  --format FORMAT       text (default), csv, json, labels (Audacity), sv (Sonic\n"
+    "                        Visualiser) or midi (a Standard MIDI File, a note per\n"
+    "                        transient); labels, sv and midi hold one input file\n"
+    "  --midi-note N         the note that midi plays on channel 10 (default 36, a kick)\n"
     "  -o, --output FILE     write there instead of standard output\n"
     "  --files-from LIST     also analyse the files listed in LIST, one per line (- reads\n"
     "                        the list from standard input)\n"
@@ -93,6 +95,7 @@ struct Options {
   std::string outputDir;
   bool mirror = false, force = false;
   unsigned shardK = 0, shardN = 1;
+  int midiNote = 36;
 };
 
 struct Result {
@@ -147,7 +150,9 @@ Options parse(int argc, char **argv) {
       const char *f = takes();
       formatName = f ? f : "";
       if (!tools::parseFormat(formatName, o.format))
-        usageError("--format: '" + formatName + "' is not one of text, csv, json, labels, sv");
+        usageError("--format: '" + formatName + "' is not one of text, csv, json, labels, sv, midi");
+    } else if (a == "--midi-note") {
+      o.midiNote = static_cast<int>(integer(a, takes(), 0, 127));
     } else if (a == "-o" || a == "--output") {
       const char *f = takes();
       if (!f || !*f)
@@ -212,6 +217,8 @@ Options parse(int argc, char **argv) {
     usageError("--format " + formatName +
                " holds the transients of one file: give one input file at a time, or use --format csv or "
                "--format json for several");
+  if (o.format == tools::Format::Midi && o.output.empty() && o.outputDir.empty() && isatty(STDOUT_FILENO))
+    usageError("--format midi writes a binary file: give -o FILE.mid");
   if (o.jobs == 0)
     o.jobs = std::max(1u, std::thread::hardware_concurrency());
   return o;
@@ -391,7 +398,7 @@ int writeEach(const Options &o) {
     const Result r = analyse(o.files[i], o, false);
     std::string problem = r.error;
     if (problem.empty()) {
-      const std::string document = tools::formatTransients(o.format, {&r.transients}, false);
+      const std::string document = tools::formatTransients(o.format, {&r.transients}, false, o.midiNote);
       const size_t slash = paths[i].rfind('/');
       if (tools::makeDirectories(paths[i].substr(0, slash), problem) &&
           tools::writeThroughTemporary(
@@ -463,9 +470,9 @@ int main(int argc, char **argv) {
   }
   if (analysed.empty())
     return 1;
-  const std::string document = tools::formatTransients(o.format, analysed, o.files.size() > 1);
+  const std::string document = tools::formatTransients(o.format, analysed, o.files.size() > 1, o.midiNote);
   if (o.output.empty())
-    std::fputs(document.c_str(), stdout);
+    std::fwrite(document.data(), 1, document.size(), stdout);
   else if (!writeAll(output, document))
     failed = true;
   if (!o.plot.empty() && !writeAll(plot, tools::svgPlot(results[0].transients, results[0].overview)))

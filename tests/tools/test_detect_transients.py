@@ -274,6 +274,25 @@ class DetectTransients(unittest.TestCase):
                 svg[name] = (r.stdout, f.read().replace(self.drums + ':', '-:'))  # the title names the input
         self.assertEqual(svg['pipe'], svg['file'])
 
+    def test_midi_notes_fall_on_the_transients(self):
+        out = os.path.join(self.dir, 'drums.mid')
+        r = run(self.drums, '--format', 'midi', '-o', out, '--midi-note', '38')
+        self.assertEqual(r.returncode, 0, r.stderr)
+        rows = self.text_rows(self.drums)
+        midi = midi_notes(out)
+        self.assertEqual((midi['type'], midi['ticks']), (0, 500))
+        self.assertEqual(len(midi['notes']), len(rows))
+        for (start, end, note, velocity, channel), (time, _, strength) in zip(midi['notes'], rows):
+            self.assertAlmostEqual(start, float(time), delta=0.0005)  # to the millisecond
+            self.assertTrue(0 < end - start < 0.0505, end - start)  # 50 ms, or to the next note
+            self.assertEqual((note, channel), (38, 9))
+            self.assertLessEqual(abs(velocity - (float(strength) / 2 * 126 + 1)), 1)
+        piped = subprocess.run([TOOL, self.drums, '--format', 'midi', '--midi-note', '38'], capture_output=True,
+                               timeout=60)
+        with open(out, 'rb') as f:
+            self.assertEqual(piped.stdout, f.read())
+
+
 
 class Collections(unittest.TestCase):
     """--files-from, --output-dir with its resumption, --mirror and --shard, and a collection
@@ -372,6 +391,9 @@ class ReadmeExamples(unittest.TestCase):
                 ws = words[line]
                 outputs = [ws[i + 1] for i, w in enumerate(ws) if w in ('-o', '--plot')]
                 for name in outputs:
+                    if name.endswith('.mid'):
+                        self.assertGreater(len(midi_notes(os.path.join(work, name))['notes']), 0)
+                        continue
                     with open(os.path.join(work, name)) as f:
                         self.assertGreater(len(transients_in(name, f.read())), 0, name)
                 if not outputs:
@@ -430,6 +452,28 @@ class ReadmeExamples(unittest.TestCase):
                     continue
                 pattern = re.sub(r'\d+(\.\d+)?', r'\\d+(\\.\\d+)?', shown.group(1))
                 self.assertTrue(re.search('^' + pattern + r' *$', r.stdout, re.M), r.stdout[:300])
+
+
+# Debian's mido, an independent reader of MIDI files, belongs to the system's Python.
+MIDO_PYTHON = '/usr/bin/python3'
+
+
+def midi_notes(path):
+    """The notes of a MIDI file as mido reads them: type, resolution and per note its start
+    and end in seconds, its number, velocity and channel."""
+    script = (
+        'import json, sys, mido\n'
+        'm = mido.MidiFile(sys.argv[1]); t = 0; notes = []; ends = []\n'
+        'for msg in m:\n'
+        '    t += msg.time\n'
+        '    if msg.type == "note_on" and msg.velocity:\n'
+        '        notes.append([t, None, msg.note, msg.velocity, msg.channel])\n'
+        '    elif msg.type in ("note_off", "note_on"):\n'
+        '        next(n for n in notes if n[1] is None)[1] = t\n'
+        'print(json.dumps({"type": m.type, "ticks": m.ticks_per_beat, "notes": notes}))\n')
+    r = subprocess.run([MIDO_PYTHON, '-c', script, path], capture_output=True, text=True, timeout=60)
+    assert r.returncode == 0, r.stderr
+    return json.loads(r.stdout)
 
 
 def transients_in(name, doc):
