@@ -11,6 +11,7 @@
 #include "Collection.h"
 #include "OutputFormats.h"
 #include "Plot.h"
+#include "Slices.h"
 #include "ToolSupport.h"
 
 #include <vamp-hostsdk/PluginLoader.h>
@@ -65,6 +66,10 @@ const char *const Usage =
     "                        folder they share\n"
     "  --force               with --output-dir: analyse and write over existing outputs\n"
     "  --shard K/N           take only every N-th input file from the K-th (K from 0)\n"
+    "  --slice DIR           also cut each input at its transients into DIR: NAME-000 (what\n"
+    "                        comes before the first), NAME-001 (from the first to the\n"
+    "                        second) and so on, in the input's own format\n"
+    "  --pre-roll MS         with --slice: cut that many milliseconds before each transient\n"
     "  --plot FILE.svg       draw the waveform with a marker per transient (one input file)\n"
     "  -j, --jobs N          files analysed at once (default: the number of cores)\n"
     "  -q, --quiet           no progress bar\n"
@@ -96,6 +101,9 @@ struct Options {
   bool mirror = false, force = false;
   unsigned shardK = 0, shardN = 1;
   int midiNote = 36;
+  std::string sliceDir;
+  double preRollMs = 0.0;
+  std::vector<std::string> slicePrefixes; // per input file, with --slice
 };
 
 struct Result {
@@ -151,6 +159,13 @@ Options parse(int argc, char **argv) {
       formatName = f ? f : "";
       if (!tools::parseFormat(formatName, o.format))
         usageError("--format: '" + formatName + "' is not one of text, csv, json, labels, sv, midi");
+    } else if (a == "--slice") {
+      const char *f = takes();
+      if (!f || !*f)
+        usageError("--slice: a folder name is missing");
+      o.sliceDir = f;
+    } else if (a == "--pre-roll") {
+      o.preRollMs = number(a, takes(), 0.0, 10000.0);
     } else if (a == "--midi-note") {
       o.midiNote = static_cast<int>(integer(a, takes(), 0, 127));
     } else if (a == "-o" || a == "--output") {
@@ -217,6 +232,13 @@ Options parse(int argc, char **argv) {
     usageError("--format " + formatName +
                " holds the transients of one file: give one input file at a time, or use --format csv or "
                "--format json for several");
+  if (!o.sliceDir.empty() && std::find(o.files.begin(), o.files.end(), "-") != o.files.end())
+    usageError("--slice reads each input a second time: standard input cannot be read again");
+  if (o.sliceDir.empty() && o.preRollMs > 0.0)
+    usageError("--pre-roll goes with --slice");
+  std::string error;
+  if (!o.sliceDir.empty() && !tools::outputPaths(o.files, o.sliceDir, "", false, o.slicePrefixes, error))
+    usageError("--slice: " + error);
   if (o.format == tools::Format::Midi && o.output.empty() && o.outputDir.empty() && isatty(STDOUT_FILENO))
     usageError("--format midi writes a binary file: give -o FILE.mid");
   if (o.jobs == 0)
@@ -250,7 +272,7 @@ struct DeleteUnderLock {
   }
 };
 
-Result analyse(const std::string &file, const Options &o, bool showProgress) {
+Result analyse(const std::string &file, const Options &o, bool showProgress, const std::string &slicePrefix) {
   Result r;
   r.transients.file = file;
   SF_INFO info{};
@@ -348,6 +370,15 @@ Result analyse(const std::string &file, const Options &o, bool showProgress) {
   collect(plugin->getRemainingFeatures(), rate);
   r.seconds = static_cast<double>(read) / rate;
   progress(file, 1.0, showProgress);
+  if (!slicePrefix.empty()) {
+    std::vector<long> frames;
+    for (const tools::Transient &t : r.transients.transients)
+      frames.push_back(t.frame);
+    // libsndfile's errors pass through one global: one file is sliced at a time.
+    std::lock_guard<std::mutex> guard(libraryLock);
+    if (!tools::writeSlices(file, frames, std::lround(o.preRollMs * rate / 1000.0), slicePrefix, r.error))
+      r.transients.transients.clear();
+  }
   return r;
 }
 
@@ -395,7 +426,7 @@ int writeEach(const Options &o) {
   double audioSeconds = 0.0;
   inParallel(todo.size(), o.jobs, [&](size_t t) {
     const size_t i = todo[t];
-    const Result r = analyse(o.files[i], o, false);
+    const Result r = analyse(o.files[i], o, false, o.sliceDir.empty() ? std::string() : o.slicePrefixes[i]);
     std::string problem = r.error;
     if (problem.empty()) {
       const std::string document = tools::formatTransients(o.format, {&r.transients}, false, o.midiNote);
@@ -439,6 +470,11 @@ int main(int argc, char **argv) {
     setenv("VAMP_PATH", (path + PLUGIN_DIR).c_str(), 1);
   }
   tools::removeTemporariesOnSignal();
+  std::string error;
+  if (!o.sliceDir.empty() && !tools::makeDirectories(o.sliceDir, error)) {
+    std::fprintf(stderr, "detect-transients: %s\n", error.c_str());
+    return 1;
+  }
   if (!o.outputDir.empty()) {
     Vamp::HostExt::PluginLoader::getInstance(); // before the threads
     return writeEach(o);
@@ -446,7 +482,6 @@ int main(int argc, char **argv) {
   // Opened before the analysis, so that an unwritable path fails at once rather than
   // after a long batch; their temporaries are removed on every way out but success.
   tools::TemporaryFile output, plot;
-  std::string error;
   if ((!o.output.empty() && !output.open(o.output, error)) || (!o.plot.empty() && !plot.open(o.plot, error))) {
     std::fprintf(stderr, "detect-transients: %s\n", error.c_str());
     return 1;
@@ -456,7 +491,9 @@ int main(int argc, char **argv) {
   // Long files show a progress bar when standard error is a terminal and one file runs.
   const bool showProgress = !o.quiet && isatty(STDERR_FILENO) && o.files.size() == 1;
   std::vector<Result> results(o.files.size());
-  inParallel(o.files.size(), o.jobs, [&](size_t i) { results[i] = analyse(o.files[i], o, showProgress); });
+  inParallel(o.files.size(), o.jobs, [&](size_t i) {
+    results[i] = analyse(o.files[i], o, showProgress, o.sliceDir.empty() ? std::string() : o.slicePrefixes[i]);
+  });
 
   bool failed = false;
   std::vector<const tools::FileTransients *> analysed;

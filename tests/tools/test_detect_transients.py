@@ -77,18 +77,52 @@ def unknown_length(path):
     return bytes(data)
 
 
+def sndfile():
+    lib = ctypes.CDLL('libsndfile.so.1')
+    lib.sf_open.restype = ctypes.c_void_p
+    lib.sf_open.argtypes = [ctypes.c_char_p, ctypes.c_int, ctypes.c_char_p]
+    for name in ('sf_writef_int', 'sf_writef_float', 'sf_readf_int', 'sf_readf_float'):
+        getattr(lib, name).argtypes = [ctypes.c_void_p, ctypes.c_void_p, ctypes.c_int64]
+        getattr(lib, name).restype = ctypes.c_int64
+    lib.sf_close.argtypes = [ctypes.c_void_p]
+    return lib
+
+
+def write_sound(path, fmt, samples, rate=44100):
+    """Mono `samples` (ints aligned to the top of 32 bits, or floats) written through
+    libsndfile's C interface in format `fmt` (SF_FORMAT_* major | minor)."""
+    lib = sndfile()
+    info = ctypes.create_string_buffer(struct.pack('<qiiiii', 0, rate, 1, fmt, 0, 0), 32)
+    sf = lib.sf_open(path.encode(), 0x20, info)  # SFM_WRITE
+    floats = isinstance(samples[0], float)
+    data = (ctypes.c_float if floats else ctypes.c_int32) * len(samples)
+    write = lib.sf_writef_float if floats else lib.sf_writef_int
+    assert sf and write(sf, data(*samples), len(samples)) == len(samples) and lib.sf_close(sf) == 0, path
+
+
+def read_sound(path, floats):
+    """Every sample of a mono file as libsndfile reads it, as ints or floats."""
+    lib = sndfile()
+    info = ctypes.create_string_buffer(32)
+    sf = lib.sf_open(path.encode(), 0x10, info)  # SFM_READ
+    assert sf, path
+    kind = ctypes.c_float if floats else ctypes.c_int32
+    read = lib.sf_readf_float if floats else lib.sf_readf_int
+    out, block = [], (kind * 4096)()
+    while True:
+        n = read(sf, block, 4096)
+        if n <= 0:
+            break
+        out.extend(block[:n])
+    lib.sf_close(sf)
+    return out
+
+
 def write_flac(path):
     """An example recording re-encoded as FLAC (16-bit) through libsndfile's C interface."""
     wav_path = os.path.join(tempfile.mkdtemp(prefix='flac-'), 'pcm.wav')
     subprocess.run([MAKER, wav_path, '--seconds', '4'], check=True, capture_output=True)
-    with wave.open(wav_path) as w:
-        frames, pcm = w.getnframes(), w.readframes(w.getnframes())
-        info = ctypes.create_string_buffer(  # SF_INFO: frames, rate, channels, format, sections, seekable
-            struct.pack('<qiiiii', 0, w.getframerate(), w.getnchannels(), 0x170002, 0, 0), 32)
-    lib = ctypes.CDLL('libsndfile.so.1')
-    lib.sf_open.restype = ctypes.c_void_p
-    sf = ctypes.c_void_p(lib.sf_open(path.encode(), 0x20, info))  # SFM_WRITE
-    assert sf and lib.sf_writef_short(sf, pcm, ctypes.c_int64(frames)) == frames and lib.sf_close(sf) == 0, path
+    write_sound(path, 0x170002, read_sound(wav_path, False))
 
 
 class DetectTransients(unittest.TestCase):
@@ -229,6 +263,7 @@ class DetectTransients(unittest.TestCase):
                             (['--files-from', out], "cannot read the file list '%s'" % out),
                             (['--output-dir', self.dir, '--plot', 'x.svg'], '--plot writes one file'),
                             (['--force'], '--force goes with --output-dir'),
+                            (['--pre-roll', '5'], '--pre-roll goes with --slice'),
                             ([], 'no input file')):
             r = run(*(args + ([self.drums] if args else [])))
             self.assertEqual(r.returncode, 2, args)
@@ -292,6 +327,37 @@ class DetectTransients(unittest.TestCase):
         with open(out, 'rb') as f:
             self.assertEqual(piped.stdout, f.read())
 
+
+
+class Slices(unittest.TestCase):
+    def test_slices_join_to_the_input_sample_for_sample(self):
+        work = tempfile.mkdtemp(prefix='slices-')
+        source = os.path.join(work, 'source.wav')
+        subprocess.run([MAKER, source, '--seconds', '3', '--rate', '48000'], check=True, capture_output=True)
+        pcm = read_sound(source, False)
+        # Below the 16 bits of the source, so that a 16-bit passage would show.
+        deep = [x | ((i * 7919) & 0xFF00) for i, x in enumerate(pcm)]
+        cases = (('pcm16.wav', 0x10002, pcm), ('pcm24.wav', 0x10003, deep),
+                 ('float.wav', 0x10006, [x / 2147483648.0 + (i % 7) * 1e-9 for i, x in enumerate(pcm)]),
+                 ('flac24.flac', 0x170003, deep))
+        for name, fmt, samples in cases:
+            with self.subTest(name):
+                path = os.path.join(work, name)
+                write_sound(path, fmt, samples, rate=48000)
+                floats = isinstance(samples[0], float)
+                whole = read_sound(path, floats)
+                out = os.path.join(work, 'cut-' + name)
+                r = run(path, '--slice', out, '--pre-roll', '2')
+                self.assertEqual(r.returncode, 0, r.stderr)
+                frames = [int(line.split('\t')[1]) for line in r.stdout.splitlines()]
+                pieces = sorted(os.listdir(out))
+                stem, ext = os.path.splitext(name)
+                self.assertEqual(pieces, ['%s-%03d%s' % (stem, k, ext) for k in range(len(frames) + 1)])
+                parts = [read_sound(os.path.join(out, p), floats) for p in pieces]
+                self.assertEqual(sum(parts, []), whole)
+                # Each cut 2 ms (96 frames) before its transient.
+                starts = [sum(len(p) for p in parts[:k]) for k in range(1, len(parts))]
+                self.assertEqual(starts, [f - 96 for f in frames])
 
 
 class Collections(unittest.TestCase):
