@@ -89,6 +89,12 @@ bool writeSlices(const std::string &file, const std::vector<long> &frames, long 
   cuts.push_back(std::max<sf_count_t>(cuts.back(), info.frames));
   const Carrier carrier = carrierOf(info.format);
   const std::string extension = extensionOf(file);
+  std::vector<std::string> written;
+  auto fail = [&written] {
+    for (const std::string &path : written)
+      std::remove(path.c_str());
+    return false;
+  };
   for (size_t k = 0; k + 1 < cuts.size(); ++k) {
     char number[24];
     std::snprintf(number, sizeof number, "-%03zu", k);
@@ -99,7 +105,7 @@ bool writeSlices(const std::string &file, const std::vector<long> &frames, long 
     outInfo.format = info.format;
     TemporaryFile out;
     if (!out.open(path, error))
-      return false;
+      return fail();
     // The temporary's descriptor, which libsndfile writes and leaves open for the commit.
     SNDFILE *writer = sf_open_fd(fileno(out.file()), SFM_WRITE, &outInfo, SF_FALSE);
     bool wrote = writer && copyFrames(in.get(), writer, cuts[k + 1] - cuts[k], info.channels, carrier);
@@ -108,8 +114,9 @@ bool writeSlices(const std::string &file, const std::vector<long> &frames, long 
       wrote = false;
     if (!out.commit(wrote, error)) {
       error += " (" + why + ")";
-      return false;
+      return fail();
     }
+    written.push_back(path);
   }
   return true;
 }
