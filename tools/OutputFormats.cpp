@@ -123,41 +123,36 @@ std::string midiFile(const FileTransients &f, int note) {
 
 } // namespace
 
+namespace {
+const struct {
+  const char *name;
+  Format format;
+  const char *extension;
+  bool several; // one document holds several files
+} Formats[] = {{"text", Format::Text, ".txt", true},      {"csv", Format::Csv, ".csv", true},
+               {"json", Format::Json, ".json", true},     {"labels", Format::Labels, ".labels.txt", false},
+               {"sv", Format::Sv, ".svl", false},          {"midi", Format::Midi, ".mid", false}};
+
+const auto &entry(Format format) {
+  for (const auto &f : Formats)
+    if (f.format == format)
+      return f;
+  return Formats[0];
+}
+} // namespace
+
 bool parseFormat(const std::string &name, Format &format) {
-  static const struct {
-    const char *name;
-    Format format;
-  } Names[] = {{"text", Format::Text}, {"csv", Format::Csv}, {"json", Format::Json},
-               {"labels", Format::Labels}, {"sv", Format::Sv}, {"midi", Format::Midi}};
-  for (const auto &n : Names)
-    if (name == n.name) {
-      format = n.format;
+  for (const auto &f : Formats)
+    if (name == f.name) {
+      format = f.format;
       return true;
     }
   return false;
 }
 
-const char *formatExtension(Format format) {
-  switch (format) {
-  case Format::Text:
-    return ".txt";
-  case Format::Csv:
-    return ".csv";
-  case Format::Json:
-    return ".json";
-  case Format::Labels:
-    return ".labels.txt";
-  case Format::Sv:
-    return ".svl";
-  case Format::Midi:
-    return ".mid";
-  }
-  return ".txt";
-}
+const char *formatExtension(Format format) { return entry(format).extension; }
 
-bool holdsSeveralFiles(Format format) {
-  return format == Format::Text || format == Format::Csv || format == Format::Json;
-}
+bool holdsSeveralFiles(Format format) { return entry(format).several; }
 
 std::string formatTransients(Format format, const std::vector<const FileTransients *> &files, bool several,
                              int midiNote) {

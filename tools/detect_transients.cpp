@@ -141,6 +141,12 @@ Options parse(int argc, char **argv) {
     const std::string a = argv[i];
     const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
     auto takes = [&]() { ++i; return value; };
+    auto name = [&](const char *what) {
+      const char *f = takes();
+      if (!f || !*f)
+        usageError(a + ": a " + what + " name is missing");
+      return std::string(f);
+    };
     if (a == "-h" || a == "--help") {
       std::fputs(Usage, stdout);
       std::exit(0);
@@ -160,40 +166,25 @@ Options parse(int argc, char **argv) {
       if (!tools::parseFormat(formatName, o.format))
         usageError("--format: '" + formatName + "' is not one of text, csv, json, labels, sv, midi");
     } else if (a == "--slice") {
-      const char *f = takes();
-      if (!f || !*f)
-        usageError("--slice: a folder name is missing");
-      o.sliceDir = f;
+      o.sliceDir = name("folder");
     } else if (a == "--pre-roll") {
       o.preRollMs = number(a, takes(), 0.0, 10000.0);
     } else if (a == "--midi-note") {
       o.midiNote = static_cast<int>(integer(a, takes(), 0, 127));
     } else if (a == "-o" || a == "--output") {
-      const char *f = takes();
-      if (!f || !*f)
-        usageError(a + ": a file name is missing");
-      o.output = f;
+      o.output = name("file");
     } else if (a == "--plot") {
-      const char *f = takes();
-      if (!f || !*f)
-        usageError("--plot: a file name is missing");
-      o.plot = f;
+      o.plot = name("file");
     } else if (a == "-j" || a == "--jobs") {
       o.jobs = static_cast<unsigned>(integer(a, takes(), 1, 256));
     } else if (a == "-q" || a == "--quiet") {
       o.quiet = true;
     } else if (a == "--files-from") {
-      const char *f = takes();
-      if (!f || !*f)
-        usageError("--files-from: a file name is missing");
       std::string error;
-      if (!tools::readFileList(f, o.files, error))
+      if (!tools::readFileList(name("file"), o.files, error))
         usageError("--files-from: " + error);
     } else if (a == "--output-dir") {
-      const char *f = takes();
-      if (!f || !*f)
-        usageError("--output-dir: a folder name is missing");
-      o.outputDir = f;
+      o.outputDir = name("folder");
     } else if (a == "--mirror") {
       o.mirror = true;
     } else if (a == "--force") {
