@@ -3,9 +3,10 @@
 // A command-line Vamp host for the transient detector: it loads transient-detector.so
 // through the host SDK's loader, as any host does, reads audio with libsndfile, and
 // prints one line per transient (time in seconds, sample frame, strength), or writes
-// CSV, JSON, an Audacity label track or a Sonic Visualiser layer (OutputFormats.h), and
-// an SVG plot (Plot.h). Files are analysed in parallel; their results come out in input
-// order as one document, or with --output-dir as one file each (Collection.h).
+// CSV, JSON, an Audacity label track, a Sonic Visualiser layer or a MIDI file
+// (OutputFormats.h), an SVG plot (Plot.h) and the recording cut at its transients
+// (Slices.h). Files are analysed in parallel; their results come out in input order as
+// one document, or with --output-dir as one file each (Collection.h).
 //
 //===----------------------------------------------------------------------===//
 #include "Collection.h"
@@ -60,7 +61,8 @@ const char *const Usage =
     "  --files-from LIST     also analyse the files listed in LIST, one per line (- reads\n"
     "                        the list from standard input)\n"
     "  --output-dir DIR      write one output per input file into DIR, named after it with\n"
-    "                        the format's extension (.txt, .csv, .json, .labels.txt, .svl);\n"
+    "                        the format's extension (.txt, .csv, .json, .labels.txt, .svl,\n"
+    "                        .mid);\n"
     "                        an output that exists already is kept and its input skipped\n"
     "  --mirror              with --output-dir: keep the inputs' folders below the deepest\n"
     "                        folder they share\n"
