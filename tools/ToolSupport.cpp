@@ -12,8 +12,9 @@
 namespace tools {
 
 namespace {
-// Temporaries of writes in progress, readable from a signal handler.
-constexpr int Slots = 16;
+// Temporaries of writes in progress, readable from a signal handler: room for one per
+// job of detect-transients (at most 256) and a few more.
+constexpr int Slots = 264;
 char temporaries[Slots][4096];
 std::mutex temporariesLock;
 
