@@ -216,10 +216,16 @@ void firFilterbank::filter(const SampleData *input, SampleData *output, const Sa
                  next, 0, length);
       return;
     }
+  // Last chunk first: a whole chunk after the first then takes its transform's output in
+  // place, the kernel's history in front of it landing where the chunk before, filtered
+  // next, will write.
   const unsigned long long good = n - m + 1; // outputs per transform
-  for (unsigned long long pos = 0; pos < length; pos += good)
+  for (unsigned long long pos = (length - 1) / good * good;; pos -= good) {
     filterPass(_fft, _spectra.data(), input, output, previous, next, pos,
                std::min(good, length - pos));
+    if (pos == 0)
+      break;
+  }
 }
 
 void firFilterbank::filterPass(fftF32Real &fft, const float *spectra, const SampleData *input,
@@ -243,12 +249,19 @@ void firFilterbank::filterPass(fftF32Real &fft, const float *spectra, const Samp
       window = _chunk.data();
     }
     fft.FFTfwdPerm(window, _spectrum.data());
+    // A whole chunk with room in front of it in the store takes the inverse transform there
+    // directly (the caller goes from the last chunk to the first); others through a copy.
+    const bool direct = pos >= m - 1 && count == n - m + 1 && pos + count <= output->length();
     for (unsigned int b = 0; b < bands; ++b) {
       ippsMulPerm_32f(spectra + std::size_t{b} * n, _spectrum.data(), _product.data(),
                       static_cast<int>(n));
-      fft.FFTinvPerm(_product.data(), _product.data());
-      std::copy(_product.data() + (m - 1), _product.data() + (m - 1) + count,
-                output->data(c, b) + pos);
+      float *out = output->data(c, b) + pos;
+      if (direct) {
+        fft.FFTinvPerm(_product.data(), out - (m - 1));
+      } else {
+        fft.FFTinvPerm(_product.data(), _product.data());
+        std::copy(_product.data() + (m - 1), _product.data() + (m - 1) + count, out);
+      }
     }
   }
 }
