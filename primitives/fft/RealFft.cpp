@@ -21,6 +21,11 @@ namespace {
 
 constexpr int TwoLevelOrder = 19;
 
+// At these orders the transform asks for a work buffer, but its complex pass has no block
+// steps and reads its input out of place by a gather: the buffer holds the inverse's
+// recombination instead. (Below them no work buffer is asked for at all.)
+constexpr bool recombinesInWork(int order) { return order == 12 || order == 13; }
+
 size_t recombinePairs(int order) {
   const size_t n = size_t{1} << order;
   return order < TwoLevelOrder ? n / 4 : 1024 + n / 4096;
@@ -214,7 +219,8 @@ public:
       return;
     if (given) {
       _data = reinterpret_cast<float *>(align64(given));
-    } else {
+    } else if (spec->stepTwiddles[0]) { // only the block steps cannot do without it
+
       _owned = ippsMalloc_8u(spec->workBufferSize);
       _data = reinterpret_cast<float *>(_owned);
       _failed = _owned == nullptr;
@@ -294,11 +300,15 @@ IppStatus inverse(const float *src, float *dst, const ippsFFTSpec_R_32f *spec,
       tbl_rFFTinv_small[order](src, dst);
     return ippStatusOk;
   }
+  // With the caller's work buffer, the recombination goes there and the complex pass
+  // reads it out of place: its first stage then gathers from the other array, which is
+  // cheaper than permuting in place (same bits either way).
+  float *mid = recombinesInWork(order) && buffer ? work.data() : dst;
   const float r0 = src[0], r1 = src[1];
-  ccsRecombine(src, dst, order, spec->ccsRecombineTwiddles);
-  dst[0] = r0 + r1;
-  dst[1] = r0 - r1;
-  complexPass(spec, dst, dst, true, work.data());
+  ccsRecombine(src, mid, order, spec->ccsRecombineTwiddles);
+  mid[0] = r0 + r1;
+  mid[1] = r0 - r1;
+  complexPass(spec, mid, dst, true, work.data());
   return ippStatusOk;
 }
 
@@ -327,6 +337,8 @@ IppStatus ippsFFTGetSize_R_32f(int order, int flag, int, int *specSize, int *ini
     spec += cs.spec;
     work = cs.work;
   }
+  if (recombinesInWork(order))
+    work = std::max(work, (size_t{1} << order) * sizeof(float));
   if (order >= 11)
     init += align64(baseEntries(order) * sizeof(float)) + 64; // with room to align
   *specSize = static_cast<int>(spec);
@@ -376,6 +388,8 @@ IppStatus ippsFFTInit_R_32f(ippsFFTSpec_R_32f **out, int order, int flag, int hi
   unsigned char *space = reinterpret_cast<unsigned char *>(spec) + align64(sizeof *spec);
   if (order >= 7)
     space = buildComplexTables(spec, order - 1, base, T, space);
+  if (recombinesInWork(order))
+    spec->workBufferSize = std::max(spec->workBufferSize, static_cast<int32_t>(n * sizeof(float)));
   const size_t recombineBytes = align64(recombinePairs(order) * 2 * sizeof(float));
   auto *real = reinterpret_cast<float *>(space), *ccs = reinterpret_cast<float *>(space + recombineBytes);
   buildRecombine(real, ccs, base, T, order);
