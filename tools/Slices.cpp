@@ -33,10 +33,11 @@ Carrier carrierOf(int format) {
   }
 }
 
-// Copies `count` frames from `in` to `out` through a buffer of the carrier type.
-bool copyFrames(SNDFILE *in, SNDFILE *out, sf_count_t count, int channels, Carrier carrier) {
-  constexpr sf_count_t Chunk = 4096;
-  std::vector<double> buffer(static_cast<size_t>(Chunk * channels)); // room for any carrier
+constexpr sf_count_t Chunk = 4096; // frames a copy moves at once
+
+// Copies `count` frames from `in` to `out` through `buffer`, Chunk frames of doubles (room
+// for any carrier).
+bool copyFrames(SNDFILE *in, SNDFILE *out, sf_count_t count, Carrier carrier, std::vector<double> &buffer) {
   while (count > 0) {
     const sf_count_t n = std::min(count, Chunk);
     sf_count_t got = 0, put = 0;
@@ -89,6 +90,7 @@ bool writeSlices(const std::string &file, const std::vector<long> &frames, long 
   cuts.push_back(std::max<sf_count_t>(cuts.back(), info.frames));
   const Carrier carrier = carrierOf(info.format);
   const std::string extension = extensionOf(file);
+  std::vector<double> buffer(static_cast<size_t>(Chunk * info.channels));
   std::vector<std::string> written;
   auto fail = [&written] {
     for (const std::string &path : written)
@@ -108,7 +110,7 @@ bool writeSlices(const std::string &file, const std::vector<long> &frames, long 
       return fail();
     // The temporary's descriptor, which libsndfile writes and leaves open for the commit.
     SNDFILE *writer = sf_open_fd(fileno(out.file()), SFM_WRITE, &outInfo, SF_FALSE);
-    bool wrote = writer && copyFrames(in.get(), writer, cuts[k + 1] - cuts[k], info.channels, carrier);
+    bool wrote = writer && copyFrames(in.get(), writer, cuts[k + 1] - cuts[k], carrier, buffer);
     const std::string why = sf_strerror(writer);
     if (writer && sf_close(writer) != 0)
       wrote = false;

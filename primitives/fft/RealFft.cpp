@@ -220,7 +220,6 @@ public:
     if (given) {
       _data = reinterpret_cast<float *>(align64(given));
     } else if (spec->stepTwiddles[0]) { // only the block steps cannot do without it
-
       _owned = ippsMalloc_8u(spec->workBufferSize);
       _data = reinterpret_cast<float *>(_owned);
       _failed = _owned == nullptr;

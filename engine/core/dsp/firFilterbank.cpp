@@ -249,9 +249,10 @@ void firFilterbank::filterPass(fftF32Real &fft, const float *spectra, const Samp
       window = _chunk.data();
     }
     fft.FFTfwdPerm(window, _spectrum.data());
-    // A whole chunk with room in front of it in the store takes the inverse transform there
-    // directly (the caller goes from the last chunk to the first); others through a copy.
-    const bool direct = pos >= m - 1 && count == n - m + 1 && pos + count <= output->length();
+    // A whole chunk (its n outputs end within the store) with room in front of it takes the
+    // inverse transform there directly (the caller goes from the last chunk to the first);
+    // others through a copy.
+    const bool direct = pos >= m - 1 && count == n - m + 1;
     for (unsigned int b = 0; b < bands; ++b) {
       ippsMulPerm_32f(spectra + std::size_t{b} * n, _spectrum.data(), _product.data(),
                       static_cast<int>(n));
