@@ -74,6 +74,9 @@ const Case Cases[] = {
     {"Tanh", ippsTanh_32f_A24, tanhf, -10.0f, 10.0f},
     {"SinSmall", ippsSin_32f_A24, sinf, -3.2f, 3.2f},
     {"CosSmall", ippsCos_32f_A24, cosf, -3.2f, 3.2f},
+    // Beyond 100 the sine and cosine reduce their arguments in double.
+    {"SinLarge", ippsSin_32f_A24, sinf, -5000.0f, 5000.0f},
+    {"CosLarge", ippsCos_32f_A24, cosf, -5000.0f, 5000.0f},
 };
 
 const bool registered = [] {

@@ -102,7 +102,9 @@ w('')
 # Sine and cosine: 256 rows stepping by 2 pi / 256, four floats each. vssin_data holds
 # (sin a, cos a, and the two remainders), vscos_data (cos a, -sin a, and theirs), so that
 # f(a + r) = row[0] cos r + row[1] sin r for both, with row[2] and row[3] carrying the bits
-# beyond a float. Exact zeros and ones where the angle is a multiple of pi / 2.
+# beyond. row[1] keeps only 12 significant bits, so that its product with the 12-bit head
+# of r is exact; row[3] holds the rest of it to float precision. Exact zeros and ones
+# where the angle is a multiple of pi / 2.
 def sc(j):
     q, k = divmod(j, 64)
     a = mp.pi * k / 128
@@ -119,20 +121,26 @@ def split(v):
     return hi, f32_exact(v - mp.mpf(hi))
 
 
-w('alignas(16) const float vssin_data[256][4] = {')
-for j in range(256):
-    s, c = sc(j)
-    (sh, sl), (ch, cl) = split(s), split(c)
-    w('    {%s, %s, %s, %s},' % (fl(sh), fl(ch), fl(sl), fl(cl)))
-w('};')
-w('')
-w('alignas(16) const float vscos_data[256][4] = {')
-for j in range(256):
-    s, c = sc(j)
-    (sh, sl), (ch, cl) = split(s), split(c)
-    w('    {%s, %s, %s, %s},' % (fl(ch), fl(-sh if sh else 0.0), fl(cl), fl(-sl if sl else 0.0)))
-w('};')
-w('')
+def split12(v):
+    if v == 0:
+        return 0.0, 0.0
+    m, e = mp.frexp(v)
+    hi = float(mp.ldexp(mp.nint(m * 2**12), e - 12))
+    return hi, f32_exact(v - mp.mpf(hi))
+
+
+def rows(name, first, second):
+    w('alignas(16) const float %s[256][4] = {' % name)
+    for j in range(256):
+        s, c = sc(j)
+        (ah, al), (bh, bl) = split(first(s, c)), split12(second(s, c))
+        w('    {%s, %s, %s, %s},' % (fl(ah), fl(bh), fl(al), fl(bl)))
+    w('};')
+    w('')
+
+
+rows('vssin_data', lambda s, c: s, lambda s, c: c)
+rows('vscos_data', lambda s, c: c, lambda s, c: -s)
 
 # Tanh: 64 intervals of |x|, four to an octave from 2^-11 (the exponent and the top two
 # fraction bits of the float), interval 0 below 2^-11. In each, a polynomial of degree 7

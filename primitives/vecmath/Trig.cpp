@@ -1,13 +1,15 @@
 //===- primitives/vecmath/Trig.cpp - Sine, cosine and tangent --------------===//
 //
 // x = n pi/128 + r with |r| about pi/256 or less. n comes from x times 1/pi (times 128)
-// rounded by adding 1.5 2^23, in single precision; r is formed in double, where n times
-// the first 32 bits of pi/128 is exact, and carried on as a float with its remainder.
-// With (a, b, aLo, bLo) the table row of n mod 256,
+// rounded by adding 1.5 2^23, in single precision. Below 100 r is formed in float, n
+// times 12-bit pieces of pi/128 being exact; up to 10000 in double, where n times the
+// first 32 bits of pi/128 is exact. Either way it goes on as a float of its top 12 bits
+// and a float of the rest. With (a, b, aLo, bLo) the table row of n mod 256,
 //   f(x) = a cos r + b sin r = (a + b r) + aLo + a (cos r - 1) + b (sin r - r) + bLo r
-// for f = sin (row sin, cos) and f = cos (row cos, -sin), in single precision: a + b r is
-// formed exactly as a float and its error, the small terms join the error, and one
-// rounding ends it. tan is the quotient of the two, evaluated in double and rounded once.
+// for f = sin (row sin, cos) and f = cos (row cos, -sin), in single precision, b kept to
+// 12 bits and bLo holding the rest: a + b r is formed exactly as a float and its error,
+// the small terms join the error, and one rounding ends it. tan is the quotient of the
+// two, evaluated in double and rounded once.
 //
 // Below 10000 this runs in vector lanes. From 10000 to 49152 one element at a time with
 // pi/128 in three parts, and beyond through own_ipps_reduce_pio2d, which reduces modulo
@@ -111,24 +113,6 @@ void reduceScalar(float x, float ax, int &j, double &rd) {
   rd = (y - md * TrigBody::StepHi) - md * TrigBody::StepLo;
 }
 
-// The row of f = sin or cos and r, in the same operations as the vector body (Trig.h).
-float evaluate(const float *row, double rd) {
-  const float a = row[0], b = row[1], aLo = row[2], bLo = row[3];
-  const double top = doubleOf(bitsOf(rd) & 0xFFFFFE0000000000ull);
-  const float rh = static_cast<float>(top), rl = static_cast<float>(rd - top);
-  const float r = rh + rl;
-  const float r2 = r * r;
-  const float tail = r * r2 * (TrigBody::S1 + r2 * TrigBody::S2);
-  const float cm1 = r2 * (TrigBody::K1 + r2 * TrigBody::K2);
-  const float bh = floatOf(bitsOf(b) & 0xFFFFF000u), bl = b - bh;
-  const float p = bh * rh;
-  const float s = a + p;
-  const float e = (a - s) + p;
-  const float cross = bh * rl + bl * r;
-  const float small = b * tail + bLo * r;
-  return s + (((e + cross) + (aLo + a * cm1)) + small);
-}
-
 // The tangent in double from the sine row: (a + b sin r + a (cos r - 1)) over
 // (b + b (cos r - 1) - a sin r), a and b each from their two floats.
 double tangent(const float *row, double r) {
@@ -149,6 +133,8 @@ template <Fn F> float scalarTrig(float x, IppStatus &status) {
   int j;
   double rd;
   if (ax < TrigBody::FastBound) {
+    if constexpr (F != Fn::Tan)
+      return _mm_cvtss_f32(TrigFn<F>::template value<Lanes128>(_mm_set1_ps(x)));
     const float t = x * TrigBody::InvStep + TrigBody::Round;
     const double nf = static_cast<double>(t - TrigBody::Round);
     j = static_cast<int>(bitsOf(t) & 255u);
@@ -156,9 +142,16 @@ template <Fn F> float scalarTrig(float x, IppStatus &status) {
   } else {
     reduceScalar(x, ax, j, rd);
   }
-  if constexpr (F == Fn::Tan)
+  if constexpr (F == Fn::Tan) {
     return static_cast<float>(tangent(vssin_data[j], rd));
-  return evaluate((F == Fn::Cos ? vscos_data : vssin_data)[j], rd);
+  } else {
+    const float *row = (F == Fn::Cos ? vscos_data : vssin_data)[j];
+    __m128 rh, rl;
+    TrigBody::split<Lanes128>(_mm_set1_pd(rd), _mm_set1_pd(rd), rh, rl);
+    return _mm_cvtss_f32(TrigBody::finish<Lanes128>(_mm_set1_ps(row[0]), _mm_set1_ps(row[1]),
+                                                    _mm_set1_ps(row[2]), _mm_set1_ps(row[3]),
+                                                    _mm_add_ps(rh, rl), rh, rl));
+  }
 }
 
 // The tangent's vector path: the reduction of the sine's, then two lanes at a time in

@@ -97,6 +97,9 @@ template <bool Gathers> struct Lanes256T {
     } else {
       alignas(32) uint32_t o[8];
       _mm256_store_si256(reinterpret_cast<__m256i *>(o), offsets);
+      // Read back from memory: the compiler would take each offset out of the register
+      // with an extraction of two operations where a load is one.
+      __asm__("" : "+m"(o));
       auto row = [&](int k) { return _mm_load_ps(reinterpret_cast<const float *>(at(table, o[k]))); };
       auto two = [&](int k) { return _mm256_insertf128_ps(_mm256_castps128_ps256(row(k)), row(k + 4), 1); };
       const F r0 = two(0), r1 = two(1), r2 = two(2), r3 = two(3);
