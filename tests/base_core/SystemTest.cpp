@@ -4,12 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <optional>
 #include <regex>
 #include <thread>
 
@@ -17,41 +16,37 @@ using namespace base::core;
 
 TEST(System, EnvironmentParsingRules) {
   const struct {
-    std::optional<const char *> value; // unset when empty
-    bool asBool;                       // with the default true
-    const char *asString;              // with the default "default"
-    std::optional<int> asInt;          // with the default 7; none: it throws
+    const char *value; // null: unset
+    bool asBool;       // with the default true
+    const char *asString; // with the default "default"
+    int asInt; // with the default 7; -1: it throws
   } cases[] = {
-      {std::nullopt, true, "default", 7},
-      {"true", true, "true", std::nullopt},
-      {"TRUE", false, "TRUE", std::nullopt},
-      {"1", false, "1", 1},
-      {"yes", false, "yes", std::nullopt},
-      {"", false, "", std::nullopt}, // set but empty is not the default
-      {" 42 ", false, " 42 ", 42},
-      {"abc", false, "abc", std::nullopt},
+      {nullptr, true, "default", 7}, {"true", true, "true", -1}, {"TRUE", false, "TRUE", -1},
+      {"1", false, "1", 1},          {"yes", false, "yes", -1},  {" 42 ", false, " 42 ", 42},
+      {"", false, "", -1}, // set but empty is not the default
   };
   const String name("BASE_CORE_SYSTEM_TEST");
   for (const auto &c : cases) {
-    SCOPED_TRACE(c.value.value_or("(unset)"));
+    SCOPED_TRACE(c.value ? c.value : "(unset)");
     if (c.value)
-      setEnvVar(name, String(*c.value));
+      setEnvVar(name, String(c.value));
     else
       deleteEnvVar(name);
     bool found = !c.value;
-    EXPECT_EQ(getEnvVar(name, &found), c.value ? *c.value : "");
-    EXPECT_EQ(found, c.value.has_value());
+    EXPECT_EQ(getEnvVar(name, &found), c.value ? c.value : "");
+    EXPECT_EQ(found, c.value != nullptr);
     EXPECT_EQ(getBoolEnvVar(name, true), c.asBool);
     EXPECT_EQ(getStringEnvVar(name, String("default")), c.asString);
-    if (c.asInt)
-      EXPECT_EQ(getInt32EnvVar(name, 7), *c.asInt);
+    if (c.asInt >= 0)
+      EXPECT_EQ(getInt32EnvVar(name, 7), c.asInt);
     else
       EXPECT_THROW((void)getInt32EnvVar(name, 7), NumberFormatException);
   }
   deleteEnvVar(name);
 }
 
-TEST(System, ProcessTimeReadsInMilliseconds) {
+TEST(System, ClocksAndProcessTime) {
+  // Down to milliseconds, whatever the name says, and without zero-filling.
   EXPECT_EQ(formatProcessTime(3661002000000ull), "[1:1:1.2]");
   EXPECT_EQ(formatProcessTime(1005000000ull), "[0:0:1.5]");
   EXPECT_EQ(formatProcessTime(999999ull), "[0:0:0.0]");
@@ -60,11 +55,8 @@ TEST(System, ProcessTimeReadsInMilliseconds) {
   const unsigned long long before = getTimeMicrosSinceApplicationStart();
   std::this_thread::sleep_for(std::chrono::milliseconds(2));
   EXPECT_GE(getTimeMicrosSinceApplicationStart() - before, 2000u);
-  EXPECT_EQ(highResTimeToAudioTime(audioTimeToHighResTime(123)), 123u);
-  const auto wall = std::chrono::duration_cast<std::chrono::milliseconds>(
-                        std::chrono::system_clock::now().time_since_epoch())
-                        .count();
-  EXPECT_NEAR(double(currentTimeMillis()), double(wall), 1000.0);
+  const auto wall = std::chrono::system_clock::now().time_since_epoch();
+  EXPECT_NEAR(double(currentTimeMillis()), double(wall / std::chrono::milliseconds(1)), 1000.0);
 
   testing::internal::CaptureStdout();
   logWithProcessTime(String("hello"));
@@ -74,12 +66,8 @@ TEST(System, ProcessTimeReadsInMilliseconds) {
 
 TEST(System, ChildProcesses) {
   const auto run = [](std::vector<const char *> words) {
-    std::vector<String> arguments;
-    for (const char *w : words)
-      arguments.emplace_back(w);
-    return execAndWait(arguments);
+    return execAndWait(std::vector<String>(words.begin(), words.end()));
   };
-  EXPECT_EQ(run({"true"}), 0);
   EXPECT_EQ(run({"sh", "-c", "exit 3"}), 3);
   EXPECT_EQ(run({"no-such-program-anywhere"}), 255);
   EXPECT_EQ(run({}), 255);
@@ -90,18 +78,13 @@ TEST(System, ChildProcesses) {
     EXPECT_EQ(e.getMessage(), "Process did not exit normally");
   }
 
-  // exec returns at once; the child's file appears when it has run.
-  char path[] = "/tmp/base_core_exec_XXXXXX";
-  ASSERT_NE(mkdtemp(path), nullptr);
-  const std::string marker = std::string(path) + "/ran";
+  // exec returns before the child has run.
+  const std::string marker = "/tmp/base_core_exec_" + std::to_string(getpid());
   exec({String("sh"), String("-c"), String(("sleep 0.1; touch " + marker).c_str())});
-  struct stat info {};
-  EXPECT_NE(stat(marker.c_str(), &info), 0);
-  for (int i = 0; i < 500 && stat(marker.c_str(), &info) != 0; ++i)
+  EXPECT_NE(access(marker.c_str(), F_OK), 0);
+  for (int i = 0; i < 500 && access(marker.c_str(), F_OK) != 0; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  EXPECT_EQ(stat(marker.c_str(), &info), 0);
-  std::remove(marker.c_str());
-  rmdir(path);
+  EXPECT_EQ(std::remove(marker.c_str()), 0);
 }
 
 TEST(System, NamesAndErrors) {
@@ -122,11 +105,7 @@ TEST(System, NamesAndErrors) {
     EXPECT_EQ(getSharedResourceName(String(c.name)), c.expected);
   }
   setEnvVar(String("USER"), saved);
-  EXPECT_EQ(getUserName(), saved);
 
   errno = ENOENT;
   EXPECT_EQ(getSystemError(), "No such file or directory");
-  EXPECT_EQ(getOut(), getOut());
-  EXPECT_NE(getError(), getOut());
-  EXPECT_NE(getIn(), nullptr);
 }
