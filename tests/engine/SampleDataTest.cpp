@@ -1,6 +1,9 @@
-//===- tests/engine/SampleDataTest.cpp - Block store and its holder --------===//
+//===- tests/engine/SampleDataTest.cpp - Block store, holder and delay ring ===//
+#include "engine/core/dsp/Delay.h"
 #include "engine/core/dsp/SampleData.h"
 #include "engine/core/dsp/SampleDataPtr.h"
+
+#include "base/core/Exception.h"
 
 #include <gtest/gtest.h>
 
@@ -9,148 +12,138 @@
 #include <type_traits>
 #include <vector>
 
-using engine::SampleData;
-using engine::SampleDataPtr;
+using namespace engine;
 
 static_assert(!std::is_copy_constructible_v<SampleData>, "a store is shared by holders only");
 static_assert(!std::is_copy_constructible_v<SampleDataPtr>, "holders change hands by reset");
 
-TEST(SampleData, LayoutGuardsAndAlignment) {
-  // length rounded up to 8 samples, 4 bytes each, 128 bytes of guard.
-  EXPECT_EQ(SampleData::channelAreaBytes(5), 160u);
-  EXPECT_EQ(SampleData::channelAreaBytes(8), 160u);
-  EXPECT_EQ(SampleData::channelAreaBytes(9), 192u);
-  EXPECT_EQ(SampleData::channelAreaBytes(0), 128u);
+static std::vector<float> samples(const float *p, int from, int to) { return {p + from, p + to}; }
 
+// Length rounded up to 8 samples of 4 bytes, plus 128 bytes of guard; areas stream-major,
+// adjacent and 16-byte aligned, zero from guard to guard. No channels or no streams
+// allocate nothing; beyond the 12 x 2 pointer table the store keeps what fits.
+TEST(SampleData, LayoutGuardsAndAlignment) {
+  for (auto [length, bytes] : {std::pair{0ull, 128u}, {5ull, 160u}, {8ull, 160u}, {9ull, 192u}})
+    EXPECT_EQ(SampleData::channelAreaBytes(length), bytes) << length;
   SampleData s(9, 2, 3);
-  EXPECT_EQ(s.length(), 9u);
-  EXPECT_EQ(s.numChannels(), 2u);
-  EXPECT_EQ(s.numStreams(), 3u);
-  // Areas are stream-major and adjacent; every sample pointer is 16-byte aligned; all of
-  // each area, guards included, starts at zero.
   for (unsigned int st = 0; st < 3; ++st)
     for (unsigned int c = 0; c < 2; ++c) {
       float *p = s.data(c, st);
       EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 16, 0u);
-      EXPECT_EQ(reinterpret_cast<char *>(p) - reinterpret_cast<char *>(s.data(0, 0)),
-                static_cast<std::ptrdiff_t>((st * 2 + c) * 192));
-      for (int i = -16; i < 32; ++i)
-        EXPECT_EQ(p[i], 0.0f);
-      EXPECT_EQ(s.stream(st)[c], p);
-      EXPECT_EQ(s.getDataPtrAtIndex(c, st, 5, 99), p + 5);
+      EXPECT_EQ(reinterpret_cast<char *>(p) - reinterpret_cast<char *>(s.data(0, 0)), (st * 2 + c) * 192);
+      EXPECT_EQ(samples(p, -16, 32), std::vector<float>(48, 0.0f));
     }
-
-  // No channels or no streams: nothing allocated, no pointer set.
-  SampleData empty(100, 0, 4);
-  EXPECT_EQ(empty.data(0, 0), nullptr);
-  // Beyond the 12 x 2 pointer table, the store keeps what fits.
+  EXPECT_EQ(SampleData(100, 0, 4).data(0, 0), nullptr);
   SampleData wide(16, 3, 13);
-  EXPECT_EQ(wide.numChannels(), 2u);
-  EXPECT_EQ(wide.numStreams(), 12u);
+  EXPECT_EQ(std::pair(wide.numChannels(), wide.numStreams()), std::pair(2u, 12u));
   wide.data(1, 11)[15] = 1.0f;
 }
 
-TEST(SampleData, CopyAddZeroAndClear) {
-  SampleData a(32, 1, 2), b(32, 1, 2);
-  for (unsigned int st = 0; st < 2; ++st)
-    for (int i = 0; i < 32; ++i) {
-      a.data(0, st)[i] = static_cast<float>(i + 100 * st);
-      b.data(0, st)[i] = 1.0f;
-    }
-
-  // A count of 0 changes nothing.
+// A count of 0 changes nothing; addData adds whole groups of 8 (a count of 10 adds 16),
+// also from an offset that is no multiple of 4; clear leaves the guards alone. Interleaved
+// buffers meet stream 0 only, the partial form writing from the start of `out`.
+TEST(SampleData, BlockOperations) {
+  SampleData a(32, 1, 2), b(32, 1, 2), c(16, 1, 1);
+  for (int i = 0; i < 64; ++i) {
+    a.data(0, i / 32)[i % 32] = static_cast<float>(i % 32 + 100 * (i / 32));
+    b.data(0, i / 32)[i % 32] = 1.0f;
+  }
   b.copyData(&a, 0, 0, 0);
   b.addData(&a, 0, 0, 0);
   b.zeroData(0, 0);
-  for (int i = 0; i < 32; ++i)
-    EXPECT_EQ(b.data(0, 1)[i], 1.0f);
-
-  // addData works in groups of 8: a count of 10 adds 16 samples.
+  EXPECT_EQ(samples(b.data(0, 1), 0, 32), std::vector<float>(32, 1.0f));
   b.addData(&a, 4, 8, 10);
-  for (int i = 0; i < 32; ++i) {
-    const bool added = i >= 8 && i < 24;
-    EXPECT_EQ(b.data(0, 0)[i], added ? 1.0f + static_cast<float>(i - 4) : 1.0f) << i;
-    EXPECT_EQ(b.data(0, 1)[i], added ? 101.0f + static_cast<float>(i - 4) : 1.0f) << i;
-  }
-  // An offset that is no multiple of 4 still adds the right samples.
-  SampleData c(16, 1, 1);
+  for (unsigned int st = 0; st < 2; ++st)
+    for (int i = 0; i < 32; ++i)
+      EXPECT_EQ(b.data(0, st)[i], i >= 8 && i < 24 ? float(i - 3 + 100 * st) : 1.0f) << st << " " << i;
   c.addData(&a, 1, 3, 8);
-  EXPECT_EQ(c.data(0, 0)[2], 0.0f);
-  EXPECT_EQ(c.data(0, 0)[3], 1.0f);
-  EXPECT_EQ(c.data(0, 0)[10], 8.0f);
-
+  EXPECT_EQ(samples(c.data(0, 0), 2, 11), (std::vector<float>{0, 1, 2, 3, 4, 5, 6, 7, 8}));
   b.copyData(&a, 30, 0, 2);
-  EXPECT_EQ(b.data(0, 0)[0], 30.0f);
+  EXPECT_EQ(samples(b.data(0, 0), 0, 3), (std::vector<float>{30.0f, 31.0f, 1.0f}));
   EXPECT_EQ(b.data(0, 1)[1], 131.0f);
-  EXPECT_EQ(b.data(0, 0)[2], 1.0f);
-
   b.zeroData(28, 4);
-  EXPECT_EQ(b.data(0, 1)[27], 1.0f);
-  EXPECT_EQ(b.data(0, 1)[28], 0.0f);
-  EXPECT_EQ(b.data(0, 1)[31], 0.0f);
-
-  // clear leaves the guards alone.
-  b.data(0, 0)[32] = 7.0f;
-  b.data(0, 0)[-1] = 7.0f;
+  EXPECT_EQ(samples(b.data(0, 1), 27, 32), (std::vector<float>{1.0f, 0, 0, 0, 0}));
+  b.data(0, 1)[32] = b.data(0, 1)[-1] = 7.0f;
   b.clear();
-  for (int i = 0; i < 32; ++i)
-    EXPECT_EQ(b.data(0, 0)[i], 0.0f);
-  EXPECT_EQ(b.data(0, 0)[32], 7.0f);
-  EXPECT_EQ(b.data(0, 0)[-1], 7.0f);
-}
+  EXPECT_EQ(samples(b.data(0, 0), 0, 32), std::vector<float>(32, 0.0f));
+  EXPECT_EQ(samples(b.data(0, 1), 0, 32), std::vector<float>(32, 0.0f));
+  EXPECT_EQ(std::pair(b.data(0, 1)[-1], b.data(0, 1)[32]), std::pair(7.0f, 7.0f));
 
-TEST(SampleData, Interleaving) {
   SampleData s(3, 2, 2);
-  const float in[] = {1, 2, 3, 4, 5, 6};
+  float in[] = {1, 2, 3, 4, 5, 6}, out[6] = {};
   s.fromInterleavedBuffer(in);
-  EXPECT_EQ(std::vector<float>(s.data(1, 0), s.data(1, 0) + 3), (std::vector<float>{2, 4, 6}));
-  EXPECT_EQ(s.data(0, 1)[0], 0.0f); // only stream 0
-  float out[6] = {};
-  s.toInterleavedBuffer(out);
-  EXPECT_EQ(std::vector<float>(out, out + 6), std::vector<float>(in, in + 6));
-  float part[2] = {};
-  s.toInterleavedBuffer(part, 1, 1);
-  EXPECT_EQ(std::vector<float>(part, part + 2), (std::vector<float>{3, 4}));
+  EXPECT_EQ(samples(s.data(1, 0), 0, 3), (std::vector<float>{2, 4, 6}));
+  EXPECT_EQ(s.data(0, 1)[0], 0.0f);
+  s.toInterleavedBuffer(out, 1, 2);
+  EXPECT_EQ(samples(out, 0, 6), (std::vector<float>{3, 4, 5, 6, 0, 0}));
 }
 
+// A reset to the store already held keeps the count; the last release deletes the store,
+// not the first; freeData deletes whatever the count and leaves the holder null. On two
+// threads the count stays exact. The sanitizer builds see a premature or missed delete.
 TEST(SampleDataPtr, Counting) {
   auto *store = new SampleData(8, 1, 1);
-  EXPECT_EQ(store->refCount().load(), 0);
   SampleDataPtr first(store);
-  EXPECT_EQ(store->refCount().load(), 1);
   {
-    SampleDataPtr second;
-    EXPECT_FALSE(second);
+    SampleDataPtr second(store);
     second.reset(store);
     EXPECT_EQ(store->refCount().load(), 2);
-    second.reset(store); // the same store again changes nothing
-    EXPECT_EQ(store->refCount().load(), 2);
-  } // released by the first of two holders: the store lives on
+  }
   EXPECT_EQ(store->refCount().load(), 1);
-  store->data(0, 0)[0] = 1.0f;
-  first.reset(new SampleData(8, 1, 1)); // the second release deletes the old store
-  EXPECT_EQ(first->refCount().load(), 1);
-  first.release();
-  EXPECT_EQ(first.get(), nullptr);
-  first.release(); // releasing null is harmless
-
-  SampleDataPtr only(new SampleData(4, 1, 1));
-  only.freeData();
-  EXPECT_EQ(only.get(), nullptr);
-}
-
-// Holders on two threads: the count stays exact, so the store is deleted once, by the last.
-TEST(SampleDataPtr, CountsAcrossThreads) {
-  auto *store = new SampleData(8, 1, 1);
-  SampleDataPtr keeper(store);
   auto churn = [store] {
-    for (int i = 0; i < 20000; ++i) {
-      SampleDataPtr p(store);
-      p.release();
-    }
+    for (int i = 0; i < 20000; ++i)
+      SampleDataPtr{store}.release();
   };
   std::thread t1(churn), t2(churn);
   t1.join();
   t2.join();
   EXPECT_EQ(store->refCount().load(), 1);
+  first.reset(new SampleData(8, 1, 1));
+  first.release();
+  first.release(); // releasing null is harmless
+  SampleDataPtr only(new SampleData(4, 1, 1));
+  only.freeData();
+  EXPECT_EQ(only.get(), nullptr);
+}
+
+// The smallest power of two not below the delay and at least 8 frames, with a 4-float
+// guard, born zeroed.
+TEST(SampleDelay, RingSizes) {
+  struct Case { unsigned int maxDelay, channels, length, allocated; } cases[] = {
+      {0, 1, 8, 12},         {1, 1, 8, 12},          {3, 1, 8, 12},          {9, 1, 16, 20},
+      {4096, 1, 4096, 4100}, {65536, 1, 65536, 65540}, {5000, 2, 8192, 16388}, {4097, 1, 8192, 8196}};
+  for (const Case &c : cases) {
+    SampleDelay d(c.maxDelay, c.channels);
+    EXPECT_EQ(d.length(), c.length) << c.maxDelay;
+    EXPECT_EQ(d.allocatedFloats(), c.allocated) << c.maxDelay;
+    EXPECT_EQ(samples(d.buffer(), 0, int(c.allocated)), std::vector<float>(c.allocated, 0.0f)) << c.maxDelay;
+  }
+}
+
+// A tick reads before it writes, so a delay of 0, like one of the ring's length, gives the
+// value of a whole ring ago. A new delay takes effect at once on the same history; silence
+// outputs zeros while it stores the input. A delay beyond the ring is a broken invariant:
+// the assertion route throws before the time is stored.
+TEST(SampleDelay, TickSilenceAndTheRingsLimit) {
+  for (unsigned int delay : {0u, 8u}) {
+    SampleDelay d(8, 1);
+    d.setDelayTime(delay);
+    for (int i = 0; i < 24; ++i)
+      EXPECT_EQ(d.tick(float(i + 1)), i < 8 ? 0.0f : float(i - 7)) << delay << " " << i;
+  }
+  SampleDelay d(16, 1);
+  d.setDelayTime(1);
+  for (int i = 0; i < 10; ++i)
+    d.tick(static_cast<float>(i));
+  d.setDelayTime(4);
+  d.setTimeToSilence(3);
+  const float want[] = {0, 0, 0, 9, 10, 11};
+  for (int i = 0; i < 6; ++i)
+    EXPECT_EQ(d.tick(static_cast<float>(i + 10)), want[i]) << i;
+  d.setDelayTime(2);
+  EXPECT_EQ(d.tick(16.0f), 14.0f);
+  testing::internal::CaptureStderr();
+  EXPECT_THROW(d.setDelayTime(17), base::core::AssertionFailedException);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("Condition: time <= _cbufLen"), std::string::npos);
+  EXPECT_EQ(d.tick(17.0f), 15.0f);
 }
