@@ -4,6 +4,7 @@
 #include "engine/core/dsp/SampleDataPtr.h"
 
 #include "base/core/Exception.h"
+#include "tests/support/AudioBuffers.h"
 
 #include <gtest/gtest.h>
 
@@ -146,4 +147,66 @@ TEST(SampleDelay, TickSilenceAndTheRingsLimit) {
   EXPECT_THROW(d.setDelayTime(17), base::core::AssertionFailedException);
   EXPECT_NE(testing::internal::GetCapturedStderr().find("Condition: time <= _cbufLen"), std::string::npos);
   EXPECT_EQ(d.tick(17.0f), 15.0f);
+}
+
+// Whole blocks through the ring against an ideal delay of a ramp, wrapping it many times:
+// the grouped paths and their guard must agree with the frame path.
+TEST(SampleDelay, BlocksAgreeWithAnIdealDelay) {
+  struct Case {
+    unsigned int channels, delay, block;
+  } cases[] = {{2, 5, 4}, {2, 7, 2}, {1, 4, 8}, {1, 9, 4}, {2, 3, 4}, {1, 5, 3}, {3, 6, 5}};
+  for (const Case &c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.channels << " channels, delay " << c.delay << ", block " << c.block);
+    SampleDelay delay(16, c.channels);
+    delay.setDelayTime(c.delay);
+    testsupport::BufferPtr in = testsupport::makeBuffer(c.block, c.channels),
+                           out = testsupport::makeBuffer(c.block, c.channels);
+    auto value = [&](int frame, unsigned int ch) { return static_cast<float>(frame * 10 + int(ch) + 1); };
+    for (int b = 0, frame = 0; b < 40; ++b) {
+      float *x = in->getRawDataAndSetUncompressed();
+      for (unsigned int f = 0; f < c.block; ++f)
+        for (unsigned int ch = 0; ch < c.channels; ++ch)
+          x[f * c.channels + ch] = value(frame + int(f), ch);
+      delay.process(*in, *out, c.block);
+      for (unsigned int f = 0; f < c.block; ++f, ++frame)
+        for (unsigned int ch = 0; ch < c.channels; ++ch) {
+          const int source = frame - int(c.delay);
+          ASSERT_EQ(out->samples()[f * c.channels + ch], source < 0 ? 0.0f : value(source, ch)) << frame;
+        }
+    }
+  }
+  // A compressed input is one frame repeated; the output comes out whole.
+  SampleDelay stereo(8, 2);
+  stereo.setDelayTime(4);
+  testsupport::BufferPtr out = testsupport::makeBuffer(8, 2);
+  for (int i = 0; i < 2; ++i)
+    stereo.process(*testsupport::bufferOf(2, {0.25f, -0.5f}, true, 7.0f, 16), *out, 4);
+  EXPECT_EQ(out->frameStride, 2u);
+  EXPECT_EQ(testsupport::floats(*out, 8), (std::vector<float>{.25f, -.5f, .25f, -.5f, .25f, -.5f, .25f, -.5f}));
+  // Silence for three frames of a block, while they are stored all the same.
+  SampleDelay mono(8, 1);
+  mono.setDelayTime(2);
+  mono.setTimeToSilence(3);
+  testsupport::BufferPtr in = testsupport::makeBuffer(8, 1), o = testsupport::makeBuffer(8, 1);
+  for (int i = 0; i < 8; ++i)
+    in->getRawDataAndSetUncompressed()[i] = static_cast<float>(i + 1);
+  mono.process(*in, *o, 8);
+  EXPECT_EQ(mono.timeToSilence(), 0u);
+  EXPECT_EQ(testsupport::floats(*o, 8), (std::vector<float>{0, 0, 0, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(std::vector<float>(mono.buffer(), mono.buffer() + 8), testsupport::floats(*in, 8));
+}
+
+// The store reads a compressed buffer as its one frame repeated, and a full one through its stride.
+TEST(SampleData, FromAudioBufferReadsThroughTheStride) {
+  SampleData store(10, 2, 1);
+  store.fromAudioBuffer(*testsupport::bufferOf(2, {0.25f, -0.5f}, true, 7.0f, 16));
+  for (int i = 0; i < 10; ++i)
+    ASSERT_TRUE(store.data(0, 0)[i] == 0.25f && store.data(1, 0)[i] == -0.5f) << i;
+  testsupport::BufferPtr b = testsupport::makeBuffer(10, 2);
+  float *x = b->getRawDataAndSetUncompressed();
+  for (int i = 0; i < 20; ++i)
+    x[i] = static_cast<float>(i);
+  store.fromAudioBuffer(*b);
+  EXPECT_EQ(store.data(0, 0)[9], 18.0f);
+  EXPECT_EQ(store.data(1, 0)[9], 19.0f);
 }
