@@ -113,47 +113,6 @@ void reduceScalar(float x, float ax, int &j, double &rd) {
   rd = (y - md * TrigBody::StepHi) - md * TrigBody::StepLo;
 }
 
-// The tangent in double from the sine row: (a + b sin r + a (cos r - 1)) over
-// (b + b (cos r - 1) - a sin r), a and b each from their two floats.
-double tangent(const float *row, double r) {
-  const double a = static_cast<double>(row[0]) + static_cast<double>(row[2]);
-  const double b = static_cast<double>(row[1]) + static_cast<double>(row[3]);
-  const double r2 = r * r;
-  const double sr = r + r * r2 * (-1.0 / 6.0 + r2 * (1.0 / 120.0));
-  const double cm1 = r2 * (-0.5 + r2 * (1.0 / 24.0));
-  return (a + (a * cm1 + b * sr)) / (b + (b * cm1 - a * sr));
-}
-
-template <Fn F> float scalarTrig(float x, IppStatus &status) {
-  const float ax = x < 0.0f ? -x : x;
-  if (!(ax < std::numeric_limits<float>::infinity()))
-    return F == Fn::Sin ? vssin_cout_rare(x, status)
-           : F == Fn::Cos ? vscos_cout_rare(x, status)
-                          : vstan_cout_rare(x, status);
-  int j;
-  double rd;
-  if (ax < TrigBody::FastBound) {
-    if constexpr (F != Fn::Tan)
-      return _mm_cvtss_f32(TrigFn<F>::template value<Lanes128>(_mm_set1_ps(x)));
-    const float t = x * TrigBody::InvStep + TrigBody::Round;
-    const double nf = static_cast<double>(t - TrigBody::Round);
-    j = static_cast<int>(bitsOf(t) & 255u);
-    rd = (static_cast<double>(x) - nf * TrigBody::StepHi) - nf * TrigBody::StepLo;
-  } else {
-    reduceScalar(x, ax, j, rd);
-  }
-  if constexpr (F == Fn::Tan) {
-    return static_cast<float>(tangent(vssin_data[j], rd));
-  } else {
-    const float *row = (F == Fn::Cos ? vscos_data : vssin_data)[j];
-    __m128 rh, rl;
-    TrigBody::split<Lanes128>(_mm_set1_pd(rd), _mm_set1_pd(rd), rh, rl);
-    return _mm_cvtss_f32(TrigBody::finish<Lanes128>(_mm_set1_ps(row[0]), _mm_set1_ps(row[1]),
-                                                    _mm_set1_ps(row[2]), _mm_set1_ps(row[3]),
-                                                    _mm_add_ps(rh, rl), rh, rl));
-  }
-}
-
 // The tangent's vector path: the reduction of the sine's, then two lanes at a time in
 // double.
 VECMATH_INLINE __m128d tangentPair(__m128d r, const float *rowA, const float *rowB) {
@@ -186,6 +145,34 @@ struct TanBody : TrigBody {
                            tangentPair(rdHi, base + o[2] / 4, base + o[3] / 4));
   }
 };
+
+// One element: below 10000 the vector body on one lane, so that the two agree to the bit.
+template <Fn F> float scalarTrig(float x, IppStatus &status) {
+  const float ax = x < 0.0f ? -x : x;
+  if (!(ax < std::numeric_limits<float>::infinity()))
+    return F == Fn::Sin ? vssin_cout_rare(x, status)
+           : F == Fn::Cos ? vscos_cout_rare(x, status)
+                          : vstan_cout_rare(x, status);
+  if (ax < TrigBody::FastBound) {
+    if constexpr (F == Fn::Tan)
+      return _mm_cvtss_f32(TanBody::body<Lanes128>(_mm_set1_ps(x)));
+    else
+      return _mm_cvtss_f32(TrigFn<F>::template value<Lanes128>(_mm_set1_ps(x)));
+  }
+  int j;
+  double rd;
+  reduceScalar(x, ax, j, rd);
+  if constexpr (F == Fn::Tan) {
+    return static_cast<float>(_mm_cvtsd_f64(tangentPair(_mm_set1_pd(rd), vssin_data[j], vssin_data[j])));
+  } else {
+    const float *row = (F == Fn::Cos ? vscos_data : vssin_data)[j];
+    __m128 rh, rl;
+    TrigBody::split<Lanes128>(_mm_set1_pd(rd), _mm_set1_pd(rd), rh, rl);
+    return _mm_cvtss_f32(TrigBody::finish<Lanes128>(_mm_set1_ps(row[0]), _mm_set1_ps(row[1]),
+                                                    _mm_set1_ps(row[2]), _mm_set1_ps(row[3]),
+                                                    _mm_add_ps(rh, rl), rh, rl));
+  }
+}
 
 template <Fn F> struct TanKernel {
   static constexpr const char *name = "vsTan";
