@@ -132,6 +132,12 @@ int Thread::setThreadPriority(ThreadPriority priority) {
   // Beyond the table no importance is chosen: the thread is left as it is.
   if (priority < 0 || priority > 7)
     return 0;
+  if (priority > ThreadPriorityRealtime) {
+    // Time sharing again: a thread that was real time before keeps nothing of it.
+    const sched_param parameters{};
+    if (const int result = pthread_setschedparam(pthread_self(), SCHED_OTHER, &parameters))
+      return result;
+  }
   return setNice(kNiceOfPriority[priority]);
 }
 

@@ -14,7 +14,8 @@
 //   0        | real time, period 1 ms, computation 0.5 | SCHED_FIFO at the top priority; where
 //   1        | real time, from the processing period   | that is not permitted, the error on
 //            |                                         | getError() and nice -20 (if allowed)
-//   2 .. 7   | time sharing, importance 63 48 31 20 10 0 | nice -10 -5 0 4 7 10
+//   2 .. 7   | time sharing, importance 63 48 31 20 10 0 | SCHED_OTHER (also after real
+//            |                                         | time), nice -10 -5 0 4 7 10
 //
 // Raising a thread above nice 0 needs CAP_SYS_NICE (or a matching RLIMIT_NICE); without
 // it the request fails silently and the thread keeps nice 0. The real-time numbers are

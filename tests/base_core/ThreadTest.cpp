@@ -78,6 +78,32 @@ TEST(Thread, NamesAndPriorities) {
     EXPECT_EQ(err.substr(0, 34), "Err or setting realtime priority.\n");
     EXPECT_EQ(err.size(), 38u);
   }
+
+  // From real time back to each time-sharing priority: the policy goes back to time
+  // sharing, not only the nice value.
+  for (int p = ThreadPriorityHighest; p <= ThreadPriorityLowest; ++p) {
+    Seen after;
+    GenericThread probe(
+        [](void *out) {
+          Seen &s = *static_cast<Seen *>(out);
+          testing::internal::CaptureStderr();
+          Thread::setThreadPriority(ThreadPriorityRealtime1ms);
+          (void)testing::internal::GetCapturedStderr();
+          Thread::setThreadPriority(static_cast<ThreadPriority>(s.nice));
+          s.nice = getpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)));
+          s.policy = sched_getscheduler(0);
+        },
+        &after, "back", ThreadPriorityNormal);
+    after.nice = p; // in: the priority; out: the nice value it gave
+    probe.allocatedOnStack();
+    probe.start();
+    probe.join();
+    const int nice[] = {-10, -5, 0, 4, 7, 10}; // below 0 only where the system permits it
+    EXPECT_EQ(after.policy, SCHED_OTHER) << "priority " << p;
+    if (nice[p - 2] >= 0 || geteuid() == 0) {
+      EXPECT_EQ(after.nice, nice[p - 2]) << "priority " << p;
+    }
+  }
 }
 
 TEST(Thread, RealtimeConstraints) {
