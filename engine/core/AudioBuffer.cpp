@@ -29,6 +29,15 @@ AudioBuffer *allocate(uint32_t totalSize) {
   return static_cast<AudioBuffer *>(memory);
 }
 
+// Loops that run in whole groups read past the last sample, up to the end of the area and
+// its reserve: those floats are made defined once, when the buffer is made.
+void clearSlack(AudioBuffer &b) {
+  const std::size_t used = std::size_t{b.numFrames} * b.numChannels * b.bytesPerSample;
+  const std::size_t area = std::size_t{getRequiredBufferSize(b.numFrames, b.numChannels, b.bytesPerSample)} + 16;
+  if (area > used)
+    std::memset(reinterpret_cast<char *>(b.samples()) + used, 0, area - used);
+}
+
 } // namespace
 
 uint32_t getRequiredBufferSize(uint32_t numFrames, uint32_t numChannels,
@@ -53,6 +62,7 @@ uint32_t AudioBuffer::getRequiredTotalSize64(uint32_t numFrames, uint32_t numCha
 AudioBuffer *AudioBuffer::create(uint32_t numFrames, uint32_t numChannels) {
   AudioBuffer *buffer = new (allocate(getRequiredTotalSize(numFrames, numChannels)))
       AudioBuffer(numFrames, numChannels, 4);
+  clearSlack(*buffer);
   buffer->clear();
   return buffer;
 }
@@ -64,7 +74,9 @@ AudioBuffer *AudioBuffer::create64(uint32_t numFrames, uint32_t numChannels) {
 
 AudioBuffer *AudioBuffer::createOnStack(uint32_t numFrames, uint32_t numChannels,
                                         void *memory) {
-  return new (memory) AudioBuffer(numFrames, numChannels, 4);
+  AudioBuffer *buffer = new (memory) AudioBuffer(numFrames, numChannels, 4);
+  clearSlack(*buffer);
+  return buffer;
 }
 
 AudioBuffer::AudioBuffer(uint32_t frames, uint32_t channels, uint32_t sampleBytes)

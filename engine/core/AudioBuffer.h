@@ -103,12 +103,15 @@ public:
   // 16 bytes only (the others): a mono buffer from those has 8 lanes of which 4 are known,
   // so write before reading.
 
-  /// A malloc'ed buffer with its 32-byte pattern cleared. Release with free().
+  /// A malloc'ed buffer with its 32-byte pattern cleared, and the floats past its last
+  /// sample to the end of the reserve (what whole groups of 8 may read) zero. Release with
+  /// free().
   [[nodiscard]] static AudioBuffer *create(uint32_t numFrames, uint32_t numChannels);
   /// The same with 8 bytes per sample; clears the first 16 bytes of samples.
   [[nodiscard]] static AudioBuffer *create64(uint32_t numFrames, uint32_t numChannels);
   /// Places a 4-byte buffer in `memory`, which the caller sized with getRequiredTotalSize
-  /// and aligned to 16 bytes. Clears the first 16 bytes of samples.
+  /// and aligned to 16 bytes. Clears the first 16 bytes of samples and, as create does,
+  /// the floats past the last sample.
   static AudioBuffer *createOnStack(uint32_t numFrames, uint32_t numChannels, void *memory);
 
   /// On memory already at hand, sized as for createOnStack.
@@ -258,13 +261,16 @@ public:
   //  - mulTo, mul: the only generic members that mix channel counts (a mono operand with a
   //    stereo this); above two channels they give up.
   //  - The templates <D, S> are compile-time forms, defined for <1, 1>, <2, 2> and <2, 1>
-  //    (this and a stereo, b mono); they never give up.
+  //    (this and a stereo, b mono); they never give up. The <2, 1> forms do exactly n
+  //    frames, each operand moving by its own frameStride, except mulTo<2, 1>, which runs
+  //    in whole groups of four frames and so may write up to three frames past n.
 
   void addTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
   void addTo(const AudioBuffer &a, float c, uint32_t n);
   void add(const AudioBuffer &b, uint32_t n); ///< neutral 0
   void add(float c, uint32_t n);              ///< neutral 0
-  /// Adds mono b to each channel of this (1 or 2 channels; others give up). Neutral 0.
+  /// Adds mono b to each channel of this (1 or 2 channels; others give up): exactly n
+  /// frames, this and b each moving by its own frameStride. Neutral 0.
   void addScalar(const AudioBuffer &b, uint32_t n);
   void subTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
   void subTo(const AudioBuffer &a, float c, uint32_t n); ///< a - c
@@ -395,7 +401,8 @@ public:
 
   template <int D, int S> void addTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
   template <int D, int S> void subTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
-  /// <2, 1> clears this when either operand is compressed silence.
+  /// <2, 1> clears this when either operand is compressed silence, and otherwise writes
+  /// whole groups of four frames (8 floats): n = 3 writes frame 3 as well.
   template <int D, int S> void mulTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
   template <int D, int S> void madd(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);
   template <int D, int S> void minTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n);

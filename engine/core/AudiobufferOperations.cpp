@@ -156,20 +156,22 @@ template <bool Usual> struct Mono2 {
   void advance(uint32_t frames) { p += size_t{frames} * stride; }
 };
 
-template <class Step, class... Stereo>
+// Whole groups (mulTo<2, 1> alone) run four frames to a group from the first, so that up to
+// three frames past n are written too; otherwise exactly n frames.
+template <bool WholeGroups = false, class Step, class... Stereo>
 void stereoByMono(AudioBuffer &y, uint32_t n, Step step, Operand monoOperand, Stereo... stereoOperands) {
   if (monoOperand.stride == 0 && (... && (stereoOperands.stride == 0)))
     return storeConstant(y, 2, step(vload_vf_p(stereoOperands.p)..., vcast_vf_f(monoOperand.p[0])));
   float *out = y.samples();
   auto run = [&](auto mono, auto... stereo) {
-    if (n & 1) {
+    if (!WholeGroups && (n & 1)) {
       vstore2_v_p_vf(out, step(stereo.one()..., mono.one()));
       (stereo.advance(1), ...);
       mono.advance(1);
       out += 2;
     }
-    uint32_t f = n & 1;
-    for (; f + 4 <= n; f += 4, out += 8) {
+    uint32_t f = WholeGroups ? 0 : n & 1;
+    for (; WholeGroups ? f < n : f + 4 <= n; f += 4, out += 8) {
       const vfloat m = mono.four();
       const vfloat r0 = step(stereo.two()..., vunpacklo_vf_vf_vf(m, m));
       (stereo.advance(2), ...);
@@ -179,7 +181,7 @@ void stereoByMono(AudioBuffer &y, uint32_t n, Step step, Operand monoOperand, St
       vstoreu_v_p_vf(out, r0);
       vstoreu_v_p_vf(out + 4, r1);
     }
-    if (f < n)
+    if (!WholeGroups && f < n)
       vstoreu_v_p_vf(out, step(stereo.two()..., mono.two()));
   };
   if (monoOperand.stride == 1 && (... && (stereoOperands.stride == 2)))
@@ -187,6 +189,25 @@ void stereoByMono(AudioBuffer &y, uint32_t n, Step step, Operand monoOperand, St
   else
     run(Mono2<false>(monoOperand), Frames2<false>(stereoOperands)...);
   y.frameStride = 2;
+}
+
+// One channel with a mono operand, sample by sample: exactly n samples, each side moving by
+// its own frameStride (0 re-reads a compressed value), four at a time while four remain.
+template <class Step> void monoBySample(AudioBuffer &y, uint32_t n, Step step, Operand self, Operand b) {
+  auto four = [](Operand o, uint32_t i) {
+    const float *p = o.p + size_t{i} * o.stride;
+    return o.stride == 1 ? vloadu_vf_p(p) : vset_vf_f_f_f_f(p[0], p[o.stride], p[2 * o.stride], p[3 * o.stride]);
+  };
+  float *out = y.samples();
+  uint32_t i = 0;
+  for (; i + 4 <= n; i += 4)
+    vstoreu_v_p_vf(out + i, step(four(self, i), four(b, i)));
+  for (; i < n; ++i) {
+    alignas(16) float r[4];
+    vstore_v_p_vf(r, step(vcast_vf_f(self.p[size_t{i} * self.stride]), vcast_vf_f(b.p[size_t{i} * b.stride])));
+    out[i] = r[0];
+  }
+  y.frameStride = 1;
 }
 
 // mulTo and mul with a mono operand and a this of two or more channels: the mono one
@@ -387,7 +408,7 @@ void AudioBuffer::mul(const AudioBuffer &b, uint32_t n) {
     if (y.stride == 0 && b.frameStride == 0)                                             \
       storeConstant(*this, numChannels, Step()(vload_vf_p(y.p), vcast_vf_f(b.samples()[0]))); \
     else if (numChannels == 1)                                                           \
-      operands(*this, 1, false, n, Step(), y, of(b));                                    \
+      monoBySample(*this, n, Step(), y, of(b));                                          \
     else if (numChannels == 2)                                                           \
       stereoByMono(*this, n, Step(), of(b), y);                                          \
     else                                                                                 \
@@ -522,13 +543,17 @@ ENGINE_CHANNEL_FORM(ORTo, Or)
 ENGINE_CHANNEL_FORM(XORTo, Xor)
 #undef ENGINE_CHANNEL_FORM
 
-// <2, 1> clears this when either operand is compressed silence.
+// <2, 1> clears this when either operand is compressed silence, and otherwise runs in whole
+// groups of eight output floats.
 template <int D, int S>
 void AudioBuffer::mulTo(const AudioBuffer &a, const AudioBuffer &b, uint32_t n) {
-  if constexpr (D == 2 && S == 1)
+  if constexpr (D == 2 && S == 1) {
     if (isNeutral(b, 0.0f) || isNeutral(a, 0.0f))
       return clear();
-  channelForm<D, S>(*this, a, b, n, Mul());
+    stereoByMono<true>(*this, n, Mul(), of(b), of(a));
+  } else {
+    channelForm<D, S>(*this, a, b, n, Mul());
+  }
 }
 
 // this = a * b + this, this walking with a.

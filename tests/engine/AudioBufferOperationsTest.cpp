@@ -161,27 +161,45 @@ TEST(AudioBufferOperations, MembersFollowTheModel) {
       }
 }
 
-// Stereo by mono: <2, 1>, the mono mix of mulTo and mul, and addScalar, exactly n frames.
+// Stereo by mono: <2, 1>, the mono mix of mulTo and mul, and addScalar, exactly n frames;
+// mulTo<2, 1> alone runs in whole groups of four frames, into what lies past frame n.
 TEST(AudioBufferOperations, StereoByMono) {
   using Mix = void (*)(AudioBuffer &y, const AudioBuffer &a, const AudioBuffer &b);
-  const std::pair<Mix, bool> mixes[] = { // the member, and whether it multiplies
-      {[](AudioBuffer &y, const AudioBuffer &a, const AudioBuffer &b) { y.addTo<2, 1>(a, b, Frames); }, false},
-      {[](AudioBuffer &y, const AudioBuffer &a, const AudioBuffer &b) { y.mulTo<2, 1>(a, b, Frames); }, true},
-      {[](AudioBuffer &y, const AudioBuffer &a, const AudioBuffer &b) { y.mulTo(b, a, Frames); }, true}, // mono first
-      {[](AudioBuffer &y, const AudioBuffer &, const AudioBuffer &b) { y.addScalar(b, Frames); }, false},
-      {[](AudioBuffer &y, const AudioBuffer &, const AudioBuffer &b) { y.mul(b, Frames); }, true}};
+  const struct {
+    Mix call;
+    bool multiplies;
+    uint32_t written; // frames
+  } mixes[] = {
+      {[](AudioBuffer &y, const AudioBuffer &a, const AudioBuffer &b) { y.addTo<2, 1>(a, b, Frames); }, false, Frames},
+      {[](AudioBuffer &y, const AudioBuffer &a, const AudioBuffer &b) { y.mulTo<2, 1>(a, b, Frames); }, true, 8},
+      {[](AudioBuffer &y, const AudioBuffer &a, const AudioBuffer &b) { y.mulTo(b, a, Frames); }, true, Frames}, // mono first
+      {[](AudioBuffer &y, const AudioBuffer &, const AudioBuffer &b) { y.addScalar(b, Frames); }, false, Frames},
+      {[](AudioBuffer &y, const AudioBuffer &, const AudioBuffer &b) { y.mul(b, Frames); }, true, Frames}};
   const V stereo = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, mono = {10, 20, 30, 40, 50};
   for (int states = 0; states < 4; ++states)
     for (size_t k = 0; k < std::size(mixes); ++k) {
       const bool ca = states & 1, cb = states & 2;
       BufferPtr y = k < 3 ? pattern(2, {}, false) : pattern(2, stereo, ca), a = pattern(2, stereo, ca), b = pattern(1, mono, cb);
+      const auto s = [&](size_t i) { return ca ? stereo[i % 2] : i < stereo.size() ? stereo[i] : 99.0f; };
+      const auto m = [&](size_t f) { return cb ? mono[0] : f < mono.size() ? mono[f] : 99.0f; };
       V want;
-      for (size_t i = 0; i < (ca && cb ? 8 : 2 * Frames); ++i)
-        want.push_back(mixes[k].second ? stereo[ca ? i % 2 : i] * mono[cb ? 0 : i / 2] : stereo[ca ? i % 2 : i] + mono[cb ? 0 : i / 2]);
-      mixes[k].first(*y, *a, *b);
+      for (size_t i = 0; i < (ca && cb ? 8 : 2 * mixes[k].written); ++i)
+        want.push_back(mixes[k].multiplies ? s(i) * m(i / 2) : s(i) + m(i / 2));
+      mixes[k].call(*y, *a, *b);
       EXPECT_EQ(Want(y->frameStride, floats(*y, want.size())), Want(ca && cb ? 0 : 2, want)) << "mix " << k << ", states " << states;
-      EXPECT_EQ(y->samples()[2 * Frames + 1], 99.0f) << "mix " << k << ", states " << states;
+      EXPECT_EQ(y->samples()[2 * mixes[k].written], 99.0f) << "mix " << k << ", states " << states;
     }
+  // One channel: sample by sample, exactly n, each side moving by its own frameStride (b is
+  // read as a mono operand with a stride of 2; a compressed this re-reads its constant).
+  const struct {
+    bool add, compressed;
+    V want;
+  } monos[] = {{true, false, {101, 104, 107, 99}}, {false, false, {99, 98, 97, 99}}, {true, true, {101, 103, 105, 100}}};
+  for (const auto &c : monos) {
+    BufferPtr self = pattern(1, c.compressed ? V{100} : V{100, 101, 102}, c.compressed), b = pattern(2, {1, 2, 3, 4, 5, 6}, false);
+    c.add ? self->addScalar(*b, 3) : self->subScalar(*b, 3);
+    EXPECT_EQ(Want(self->frameStride, floats(*self, 4)), Want(1, c.want)) << c.add << c.compressed;
+  }
   // mulTo<2, 1> clears for a silent compressed operand; addTo<2, 1> has no such shortcut.
   BufferPtr y = makeBuffer(64, 2), silent = pattern(1, {0.0f}, true), a = pattern(2, stereo, false);
   y->mulTo<2, 1>(*a, *silent, Frames);
