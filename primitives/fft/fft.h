@@ -20,8 +20,11 @@
  * ippsFFTGetBufSize_R_32f bytes, a transform does no allocation and no trigonometry.
  * A spec is read-only after init: threads may share it, each with its own buffer.
  *
- * Statuses: 0, -8 null pointer, -9 no memory, -15 bad order, -16 bad flag, -17 bad or
- * freed spec. Every check comes before the first write.
+ * Statuses: 0, -8 null pointer, -9 no memory, -15 bad order, -16 bad flag, -17 bad spec:
+ * one whose init failed on its flag, or one built by ippsFFTInit_R_32f in caller memory
+ * and since passed to ippsFFTFree_R_32f (the call clears its tag). A spec made by
+ * ippsFFTInitAlloc_R_32f is gone once freed: passing it again reads freed memory, and no
+ * status can report that. Every check comes before the first write.
  *
  *===---------------------------------------------------------------------===*/
 #ifndef PRIMITIVES_FFT_FFT_H
