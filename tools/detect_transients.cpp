@@ -9,15 +9,12 @@
 // one document, or with --output-dir as one file each (Collection.h).
 //
 //===----------------------------------------------------------------------===//
+#include "Analysis.h"
 #include "Collection.h"
 #include "OutputFormats.h"
 #include "Plot.h"
 #include "Slices.h"
 #include "ToolSupport.h"
-
-#include <vamp-hostsdk/PluginLoader.h>
-
-#include <sndfile.h>
 
 #include <algorithm>
 #include <atomic>
@@ -37,8 +34,6 @@
 #include <vector>
 
 namespace {
-
-const char *const Key = "transient-detector:TransientDetector";
 
 const char *const Usage =
     "usage: detect-transients [options] FILE...\n"
@@ -89,11 +84,7 @@ const char *const Usage =
 
 struct Options {
   std::vector<std::string> files;
-  float threshold = 12.0f;
-  float noiseFloor = -60.0f;
-  long blockSize = 65536;
-  long stepSize = 0; // 0: the block size
-  int channel = 0;   // 0: mix
+  tools::AnalysisSettings analysis = {12.0f, -60.0f, 65536, 0, 0}; // step 0 until parse(): the block size
   tools::Format format = tools::Format::Text;
   std::string output;
   std::string plot;
@@ -153,15 +144,15 @@ Options parse(int argc, char **argv) {
       std::fputs(Usage, stdout);
       std::exit(0);
     } else if (a == "--threshold") {
-      o.threshold = static_cast<float>(number(a, takes(), 0.0, 100.0));
+      o.analysis.threshold = static_cast<float>(number(a, takes(), 0.0, 100.0));
     } else if (a == "--noise-floor") {
-      o.noiseFloor = static_cast<float>(number(a, takes(), -100.0, -20.0));
+      o.analysis.noiseFloor = static_cast<float>(number(a, takes(), -100.0, -20.0));
     } else if (a == "--block-size") {
-      o.blockSize = integer(a, takes(), 1, 1 << 20);
+      o.analysis.blockSize = integer(a, takes(), 1, 1 << 20);
     } else if (a == "--step-size") {
-      o.stepSize = integer(a, takes(), 1, 1 << 20);
+      o.analysis.stepSize = integer(a, takes(), 1, 1 << 20);
     } else if (a == "--channel") {
-      o.channel = static_cast<int>(integer(a, takes(), 1, 1024));
+      o.analysis.channel = static_cast<int>(integer(a, takes(), 1, 1024));
     } else if (a == "--format") {
       const char *f = takes();
       formatName = f ? f : "";
@@ -214,11 +205,11 @@ Options parse(int argc, char **argv) {
     if (std::find(o.files.begin(), o.files.end(), "-") != o.files.end())
       usageError("--output-dir names each output after its input: standard input has no name");
   }
-  if (o.stepSize > o.blockSize)
-    usageError("--step-size: " + std::to_string(o.stepSize) + " is larger than the block size " +
-               std::to_string(o.blockSize));
-  if (o.stepSize == 0)
-    o.stepSize = o.blockSize;
+  if (o.analysis.stepSize > o.analysis.blockSize)
+    usageError("--step-size: " + std::to_string(o.analysis.stepSize) + " is larger than the block size " +
+               std::to_string(o.analysis.blockSize));
+  if (o.analysis.stepSize == 0)
+    o.analysis.stepSize = o.analysis.blockSize;
   if (o.files.size() > 1 && !o.plot.empty() && o.outputDir.empty())
     usageError("--plot draws one file: give it one input file at a time");
   if (o.files.size() > 1 && !tools::holdsSeveralFiles(o.format) && o.outputDir.empty())
@@ -253,123 +244,31 @@ void progress(const std::string &file, double fraction, bool show) {
   std::fflush(stderr);
 }
 
-// The file is read until its end, whatever frame count its header gives: a stream's
-// header may not know its length (libsndfile then reports the largest count).
-// The host SDK's loader keeps its libraries in shared tables, and libsndfile reports a
-// failed open through one global: the workers take turns at both.
-std::mutex libraryLock;
-struct DeleteUnderLock {
-  void operator()(Vamp::Plugin *p) const {
-    std::lock_guard<std::mutex> guard(libraryLock);
-    delete p;
-  }
-};
-
 Result analyse(const std::string &file, const Options &o, bool showProgress, const std::string &slicePrefix) {
   Result r;
   r.transients.file = file;
-  SF_INFO info{};
-  SNDFILE *sf;
-  {
-    std::lock_guard<std::mutex> guard(libraryLock);
-    sf = sf_open(file.c_str(), SFM_READ, &info);
-    if (!sf)
-      r.error = "cannot read '" + file + "': " + sf_strerror(nullptr);
-  }
-  if (!sf)
-    return r;
-  std::unique_ptr<SNDFILE, int (*)(SNDFILE *)> closer(sf, sf_close);
-  if (o.channel > info.channels) {
-    r.error = "--channel " + std::to_string(o.channel) + ": '" + file + "' has " +
-              std::to_string(info.channels) + " channel" + (info.channels == 1 ? "" : "s");
-    return r;
-  }
-  r.transients.sampleRate = info.samplerate;
-
-  std::unique_ptr<Vamp::Plugin, DeleteUnderLock> plugin;
-  {
-    std::lock_guard<std::mutex> guard(libraryLock);
-    plugin.reset(Vamp::HostExt::PluginLoader::getInstance()->loadPlugin(
-        Key, static_cast<float>(info.samplerate), 0));
-  }
-  if (!plugin) {
-    r.error = std::string("cannot load the plug-in ") + Key + " from " + getenv("VAMP_PATH");
-    return r;
-  }
-  plugin->setParameter("RaiseThreshold", o.threshold);
-  plugin->setParameter("NoiseFloor", o.noiseFloor);
-  const size_t block = static_cast<size_t>(o.blockSize), step = static_cast<size_t>(o.stepSize);
-  if (!plugin->initialise(1, step, block)) {
-    r.error = "the plug-in refused block size " + std::to_string(block) + " and step size " + std::to_string(step);
-    return r;
-  }
-
-  const int channels = info.channels;
-  const unsigned rate = static_cast<unsigned>(info.samplerate);
-  std::vector<float> mono(block, 0.0f);
-  std::vector<float> pending; // mono samples read but not yet handed over
-  sf_count_t read = 0;
-  auto collect = [&r](const Vamp::Plugin::FeatureSet &fs, unsigned sampleRate) {
-    auto it = fs.find(0);
-    if (it == fs.end())
-      return;
-    for (const auto &f : it->second)
-      r.transients.transients.push_back({f.timestamp.sec + f.timestamp.nsec / 1e9,
-                                         Vamp::RealTime::realTime2Frame(f.timestamp, sampleRate),
-                                         f.values.empty() ? 0.0f : f.values[0]});
+  tools::AnalysisHooks hooks;
+  hooks.opened = [&r](int rate) { r.transients.sampleRate = rate; };
+  hooks.found = [&r](const tools::Transient &t) { r.transients.transients.push_back(t); };
+  hooks.progress = [&](long long done, long long total) {
+    progress(file, total > 0 ? std::min(1.0, static_cast<double>(done) / static_cast<double>(total)) : 0.0, showProgress);
   };
-  std::vector<float> frameBuf(4096 * static_cast<size_t>(channels));
-  auto readMono = [&](size_t want) {
-    while (pending.size() < want) {
-      const sf_count_t n = sf_readf_float(sf, frameBuf.data(), 4096);
-      if (n <= 0)
-        break;
-      for (sf_count_t i = 0; i < n; ++i) {
-        float v;
-        if (o.channel > 0) {
-          v = frameBuf[static_cast<size_t>(i * channels + o.channel - 1)];
-        } else {
-          double sum = 0.0;
-          for (int c = 0; c < channels; ++c)
-            sum += frameBuf[static_cast<size_t>(i * channels + c)];
-          v = static_cast<float>(sum / channels);
-        }
-        r.overview.add(v);
-        pending.push_back(v);
-      }
-      read += n;
-    }
-  };
-  // Each block starts `step` frames after the one before; the last starts before the end.
-  for (sf_count_t position = 0;; position += static_cast<sf_count_t>(step)) {
-    readMono(block);
-    if (pending.empty())
-      break;
-    std::fill(mono.begin(), mono.end(), 0.0f);
-    std::copy(pending.begin(), pending.begin() + static_cast<long>(std::min(block, pending.size())), mono.begin());
-    const float *buffers[] = {mono.data()};
-    collect(plugin->process(buffers, Vamp::RealTime::frame2RealTime(static_cast<long>(position), rate)), rate);
-    pending.erase(pending.begin(), pending.begin() + static_cast<long>(std::min(step, pending.size())));
-    progress(file, std::min(1.0, static_cast<double>(position) / static_cast<double>(info.frames)), showProgress);
-  }
-  if (sf_error(sf) != SF_ERR_NO_ERROR) {
-    r.error = "cannot read '" + file + "': " + sf_strerror(sf);
+  if (!o.plot.empty())
+    hooks.overview = &r.overview;
+  const tools::AnalysisResult a = tools::analyse(file, o.analysis, hooks);
+  r.error = a.error;
+  r.seconds = a.seconds;
+  if (!r.error.empty())
     return r;
-  }
-  if (read == 0) {
-    r.error = "'" + file + "' holds no audio";
-    return r;
-  }
-  collect(plugin->getRemainingFeatures(), rate);
-  r.seconds = static_cast<double>(read) / rate;
   progress(file, 1.0, showProgress);
   if (!slicePrefix.empty()) {
     std::vector<long> frames;
     for (const tools::Transient &t : r.transients.transients)
       frames.push_back(t.frame);
+    const long rate = r.transients.sampleRate;
     // libsndfile's errors pass through one global: one file is sliced at a time.
-    std::lock_guard<std::mutex> guard(libraryLock);
-    if (!tools::writeSlices(file, frames, std::lround(o.preRollMs * rate / 1000.0), slicePrefix, r.error))
+    std::lock_guard<std::mutex> guard(tools::libraryLock());
+    if (!tools::writeSlices(file, frames, std::lround(o.preRollMs * static_cast<double>(rate) / 1000.0), slicePrefix, r.error))
       r.transients.transients.clear();
   }
   return r;
@@ -469,7 +368,7 @@ int main(int argc, char **argv) {
     return 1;
   }
   if (!o.outputDir.empty()) {
-    Vamp::HostExt::PluginLoader::getInstance(); // before the threads
+    tools::prepareAnalysis(); // before the threads
     return writeEach(o);
   }
   // Opened before the analysis, so that an unwritable path fails at once rather than
@@ -479,7 +378,7 @@ int main(int argc, char **argv) {
     std::fprintf(stderr, "detect-transients: %s\n", error.c_str());
     return 1;
   }
-  Vamp::HostExt::PluginLoader::getInstance(); // before the threads
+  tools::prepareAnalysis(); // before the threads
 
   // Long files show a progress bar when standard error is a terminal and one file runs.
   const bool showProgress = !o.quiet && isatty(STDERR_FILENO) && o.files.size() == 1;

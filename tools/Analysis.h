@@ -1,0 +1,64 @@
+//===- tools/Analysis.h - One recording through the plug-in ----------------===//
+//
+// detect-transients' host loop: a recording read with libsndfile, mixed to mono (or one
+// channel picked), handed to the plug-in in blocks as any Vamp host hands it, and its
+// features reported as they come.
+//
+//===----------------------------------------------------------------------===//
+#ifndef TOOLS_ANALYSIS_H
+#define TOOLS_ANALYSIS_H
+
+#include "OutputFormats.h"
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace tools {
+
+class Overview;
+
+/// The plug-in's parameters and the host's block settings.
+struct AnalysisSettings {
+  float threshold = 12.0f;   ///< RaiseThreshold, percent
+  float noiseFloor = -60.0f; ///< NoiseFloor, dB
+  long blockSize = 65536;
+  long stepSize = 65536; ///< at most blockSize
+  int channel = 0;       ///< 1 is the first; 0: the mean of the channels
+};
+
+/// What an analysis calls on its own thread while it runs. Each may be empty.
+struct AnalysisHooks {
+  /// Once the file is open, before anything else: its sample rate.
+  std::function<void(int sampleRate)> opened;
+  /// Each transient as soon as the plug-in reports it, in time order.
+  std::function<void(const Transient &)> found;
+  /// After each block: frames read so far and the frame count of the file's header
+  /// (0 when it gives none, and the count may be wrong for a stream).
+  std::function<void(long long framesRead, long long framesInHeader)> progress;
+  /// Gathers the outline of the analysed signal, for a plot; not set, nothing is kept.
+  Overview *overview = nullptr;
+};
+
+/// How an analysis ended.
+struct AnalysisResult {
+  std::string error;                 ///< empty on success; else names the file and the cause
+  std::vector<std::string> warnings; ///< things the user should know of a file that was analysed
+  double seconds = 0.0;              ///< of audio analysed
+};
+
+/// Analyses `file` ("-": standard input) with a plug-in instance of its own. Safe to call
+/// from several threads at once.
+AnalysisResult analyse(const std::string &file, const AnalysisSettings &settings, const AnalysisHooks &hooks);
+
+/// Loads the host SDK's plug-in loader; call once before any thread analyses.
+void prepareAnalysis();
+
+/// Held by whoever opens a sound file or loads or deletes a plug-in: libsndfile reports a
+/// failed open through one global, and the host SDK's loader keeps shared tables.
+std::mutex &libraryLock();
+
+} // namespace tools
+
+#endif // TOOLS_ANALYSIS_H
