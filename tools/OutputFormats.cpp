@@ -7,26 +7,77 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <utility>
 
 namespace tools {
 
 namespace {
 
-std::string jsonString(const std::string &s) {
-  std::string out = "\"";
-  for (unsigned char c : s) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c < 0x20) {
-      char esc[8];
-      std::snprintf(esc, sizeof esc, "\\u%04x", c);
-      out += esc;
-    } else {
-      out += static_cast<char>(c);
-    }
+// The length of the well-formed UTF-8 sequence at s[i] (shortest form, no surrogates, at
+// most U+10FFFF); 0 where the byte starts none.
+size_t utf8Length(const std::string &s, size_t i) {
+  const auto byte = [&](size_t k) { return k < s.size() ? static_cast<unsigned char>(s[k]) : 0u; };
+  const unsigned c = byte(i);
+  const auto tail = [&](size_t k) { return (byte(k) & 0xC0) == 0x80; };
+  if (c < 0x80)
+    return 1;
+  if (c >= 0xC2 && c <= 0xDF)
+    return tail(i + 1) ? 2 : 0;
+  if (c >= 0xE0 && c <= 0xEF) {
+    const unsigned lo = c == 0xE0 ? 0xA0 : 0x80, hi = c == 0xED ? 0x9F : 0xBF;
+    return byte(i + 1) >= lo && byte(i + 1) <= hi && tail(i + 2) ? 3 : 0;
   }
-  return out + "\"";
+  if (c >= 0xF0 && c <= 0xF4) {
+    const unsigned lo = c == 0xF0 ? 0x90 : 0x80, hi = c == 0xF4 ? 0x8F : 0xBF;
+    return byte(i + 1) >= lo && byte(i + 1) <= hi && tail(i + 2) && tail(i + 3) ? 4 : 0;
+  }
+  return 0;
+}
+
+// `s` with each character passed through `ascii` and each byte that starts no UTF-8
+// sequence through `stray`; well-formed sequences are copied.
+template <class Ascii, class Stray> std::string escaped(const std::string &s, Ascii ascii, Stray stray) {
+  std::string out;
+  for (size_t i = 0; i < s.size();) {
+    const size_t n = utf8Length(s, i);
+    const auto c = static_cast<unsigned char>(s[i]);
+    if (n == 0)
+      out += stray(c);
+    else if (n == 1)
+      out += ascii(c);
+    else
+      out.append(s, i, n);
+    i += n ? n : 1;
+  }
+  return out;
+}
+
+std::string hexEscape(const char *form, unsigned c) {
+  char esc[8];
+  std::snprintf(esc, sizeof esc, form, c);
+  return esc;
+}
+
+std::string jsonString(const std::string &s) {
+  return "\"" +
+         escaped(
+             s,
+             [](unsigned c) {
+               return c == '"' || c == '\\' ? std::string{'\\', static_cast<char>(c)}
+                      : c < 0x20               ? hexEscape("\\u%04x", c)
+                                               : std::string(1, static_cast<char>(c));
+             },
+             [](unsigned c) { return hexEscape("\\udc%02x", c); }) +
+         "\"";
+}
+
+// A name on a line of its own in the text format.
+std::string textLine(const std::string &s) {
+  std::string out;
+  for (char c : s)
+    out += c == '\\' ? "\\\\" : c == '\n' ? "\\n" : c == '\r' ? "\\r" : std::string(1, c);
+  return out;
 }
 
 std::string csvField(const std::string &s) {
@@ -34,20 +85,6 @@ std::string csvField(const std::string &s) {
   for (char c : s)
     out += c == '"' ? std::string("\"\"") : std::string(1, c);
   return out + "\"";
-}
-
-std::string jsonObject(const FileTransients &f) {
-  std::string out = "{\"file\": " + jsonString(f.file) + ", \"sampleRate\": " + std::to_string(f.sampleRate) +
-                    ", \"transients\": [";
-  char line[160];
-  bool first = true;
-  for (const Transient &t : f.transients) {
-    std::snprintf(line, sizeof line, "%s\n  {\"time\": %.6f, \"frame\": %ld, \"strength\": %.6f}",
-                  first ? "" : ",", t.seconds, t.frame, static_cast<double>(t.strength));
-    out += line;
-    first = false;
-  }
-  return out + "\n]}";
 }
 
 std::string svLayer(const FileTransients &f) {
@@ -154,64 +191,151 @@ const char *formatExtension(Format format) { return entry(format).extension; }
 
 bool holdsSeveralFiles(Format format) { return entry(format).several; }
 
+DocumentWriter::DocumentWriter(Format format, bool several, int midiNote)
+    : _format(format), _several(several), _midiNote(midiNote) {}
+
+void DocumentWriter::beginFile(const std::string &file, int sampleRate) {
+  if (!_begun) {
+    if (_format == Format::Csv)
+      _out += _several ? "file,time,frame,strength\n" : "time,frame,strength\n";
+    if (_format == Format::Json && _several)
+      _out += "[\n";
+  } else if (_format == Format::Json) {
+    _out += ",\n";
+  }
+  _begun = true;
+  _firstInFile = true;
+  _held.file = file;
+  _held.sampleRate = sampleRate;
+  _held.transients.clear();
+  if (_format == Format::Text && _several)
+    _out += "# " + textLine(file) + "\n";
+  if (_format == Format::Json)
+    _out += "{\"file\": " + jsonString(file) + ", \"sampleRate\": " + std::to_string(sampleRate) + ", \"transients\": [";
+}
+
+void DocumentWriter::add(const Transient &t) {
+  char line[160];
+  const double strength = t.strength;
+  switch (_format) {
+  case Format::Text:
+    std::snprintf(line, sizeof line, "%.6f\t%ld\t%.6f\n", t.seconds, t.frame, strength);
+    break;
+  case Format::Csv:
+    if (_several)
+      _out += csvField(_held.file) + ",";
+    std::snprintf(line, sizeof line, "%.6f,%ld,%.6f\n", t.seconds, t.frame, strength);
+    break;
+  case Format::Json:
+    std::snprintf(line, sizeof line, "%s\n  {\"time\": %.6f, \"frame\": %ld, \"strength\": %.6f}",
+                  _firstInFile ? "" : ",", t.seconds, t.frame, strength);
+    break;
+  case Format::Labels: // Audacity: start, end and text, tab-separated; a point label
+    std::snprintf(line, sizeof line, "%.6f\t%.6f\t%.3f\n", t.seconds, t.seconds, strength);
+    break;
+  case Format::Sv:
+  case Format::Midi:
+    _held.transients.push_back(t);
+    return;
+  }
+  _out += line;
+  _firstInFile = false;
+}
+
+void DocumentWriter::endFile() {
+  if (_format == Format::Json)
+    _out += _several ? "\n]}" : "\n]}\n";
+  else if (_format == Format::Sv)
+    _out += svLayer(_held);
+  else if (_format == Format::Midi)
+    _out += midiFile(_held, _midiNote);
+  _held.transients = {};
+}
+
+void DocumentWriter::finish() {
+  if (_begun && _format == Format::Json && _several)
+    _out += "\n]\n";
+}
+
+std::string DocumentWriter::take() { return std::exchange(_out, std::string()); }
+
 std::string formatTransients(Format format, const std::vector<const FileTransients *> &files, bool several,
                              int midiNote) {
-  std::string out;
-  char line[160];
-  if (format == Format::Csv)
-    out += several ? "file,time,frame,strength\n" : "time,frame,strength\n";
-  if (format == Format::Json && several)
-    out += "[\n";
+  DocumentWriter writer(format, several, midiNote);
   for (const FileTransients *f : files) {
-    switch (format) {
-    case Format::Text:
-      if (several)
-        out += "# " + f->file + "\n";
-      for (const Transient &t : f->transients) {
-        std::snprintf(line, sizeof line, "%.6f\t%ld\t%.6f\n", t.seconds, t.frame, static_cast<double>(t.strength));
-        out += line;
-      }
-      break;
-    case Format::Csv:
-      for (const Transient &t : f->transients) {
-        std::snprintf(line, sizeof line, "%.6f,%ld,%.6f\n", t.seconds, t.frame, static_cast<double>(t.strength));
-        out += (several ? csvField(f->file) + "," : std::string()) + line;
-      }
-      break;
-    case Format::Json:
-      out += (several && f != files.front() ? ",\n" : "") + jsonObject(*f) + (several ? "" : "\n");
-      break;
-    case Format::Labels: // Audacity: start, end and text, tab-separated; a point label
-      for (const Transient &t : f->transients) {
-        std::snprintf(line, sizeof line, "%.6f\t%.6f\t%.3f\n", t.seconds, t.seconds, static_cast<double>(t.strength));
-        out += line;
-      }
-      break;
-    case Format::Sv: // a Sonic Visualiser time-value layer
-      out += svLayer(*f);
-      break;
-    case Format::Midi:
-      out += midiFile(*f, midiNote);
-      break;
-    }
+    writer.beginFile(f->file, f->sampleRate);
+    for (const Transient &t : f->transients)
+      writer.add(t);
+    writer.endFile();
   }
-  if (format == Format::Json && several)
-    out += "\n]\n";
-  return out;
+  writer.finish();
+  return writer.take();
+}
+
+std::string fileNamedIn(const std::string &head) {
+  std::string name;
+  size_t i;
+  if (head.rfind("{\"file\": \"", 0) == 0) {
+    for (i = 10; i < head.size() && head[i] != '"'; ++i) {
+      if (head[i] != '\\') {
+        name += head[i];
+        continue;
+      }
+      if (++i >= head.size())
+        return std::string();
+      if (head[i] != 'u') {
+        name += head[i]; // \" and \\ are all this tool writes besides \u
+        continue;
+      }
+      unsigned code = 0;
+      if (i + 4 >= head.size() || std::sscanf(head.c_str() + i + 1, "%4x", &code) != 1)
+        return std::string();
+      i += 4;
+      if (code >= 0xDC80 && code <= 0xDCFF)
+        name += static_cast<char>(code - 0xDC00); // a stray byte
+      else
+        name += static_cast<char>(code); // a control character
+    }
+    return i < head.size() ? name : std::string();
+  }
+  const std::string mark = "<model id=\"1\" name=\"Transients: ";
+  const size_t at = head.find(mark);
+  if (head.rfind("<?xml", 0) != 0 || at == std::string::npos)
+    return std::string();
+  const struct {
+    const char *entity, *text;
+  } entities[] = {{"&amp;", "&"}, {"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&#9;", "\t"}, {"&#10;", "\n"}, {"&#13;", "\r"}};
+  for (i = at + mark.size(); i < head.size() && head[i] != '"';) {
+    bool entity = false;
+    for (const auto &e : entities)
+      if (head.compare(i, std::strlen(e.entity), e.entity) == 0) {
+        name += e.text;
+        i += std::strlen(e.entity);
+        entity = true;
+        break;
+      }
+    if (!entity)
+      name += head[i++];
+  }
+  return i < head.size() ? name : std::string();
 }
 
 std::string xmlEscape(const std::string &s) {
-  std::string out;
-  for (char c : s) {
-    switch (c) {
-    case '&': out += "&amp;"; break;
-    case '<': out += "&lt;"; break;
-    case '>': out += "&gt;"; break;
-    case '"': out += "&quot;"; break;
-    default: out += c;
-    }
-  }
-  return out;
+  return escaped(
+      s,
+      [](unsigned c) {
+        switch (c) {
+        case '&': return std::string("&amp;");
+        case '<': return std::string("&lt;");
+        case '>': return std::string("&gt;");
+        case '"': return std::string("&quot;");
+        case '\t': return std::string("&#9;");
+        case '\n': return std::string("&#10;");
+        case '\r': return std::string("&#13;");
+        default: return c < 0x20 ? hexEscape("\\x%02x", c) : std::string(1, static_cast<char>(c));
+        }
+      },
+      [](unsigned c) { return hexEscape("\\x%02x", c); });
 }
 
 } // namespace tools

@@ -39,17 +39,51 @@ const char *formatExtension(Format format);
 /// CSV and JSON can; an Audacity label track, a Sonic Visualiser layer and MIDI cannot.
 bool holdsSeveralFiles(Format format);
 
-/// One document of the transients of `files`, in their order. `several` says that more
-/// than one input file was given (some may have failed and be missing from `files`); it
-/// fixes the document's shape whatever the number of files that made it:
-///   text    a "# FILE" line before each file's "time<TAB>frame<TAB>strength" lines;
+/// Writes one document piece by piece, so that results go out as they come: text, CSV,
+/// JSON and label tracks a transient at a time; a Sonic Visualiser layer and a MIDI file,
+/// whose headers state what follows, at the end of their file. `several` says that more
+/// than one input file was given (some may fail and be missing); it fixes the document's
+/// shape whatever the number of files that make it:
+///   text    a "# FILE" line before each file's "time<TAB>frame<TAB>strength" lines (a
+///           backslash, newline or carriage return in the name written \\, \n, \r);
 ///   csv     one header, with a first column "file";
 ///   json    an array of the per-file objects {"file", "sampleRate", "transients"},
 ///           where one file gives the object alone.
-/// Precondition: `several` or at most one file; labels, sv and midi hold exactly one file.
-/// MIDI plays note `midiNote` on channel 10 (drums) for each transient.
+/// A document that no file began is empty. Labels, sv and midi hold exactly one file.
+/// MIDI plays note `midiNote` on channel 10 (drums) for each transient. File names that
+/// are not UTF-8 stay valid: JSON writes each stray byte as \udcXX (as Python's
+/// os.fsencode gives it back), XML as the text \xXX.
+class DocumentWriter {
+public:
+  DocumentWriter(Format format, bool several, int midiNote = 36);
+
+  void beginFile(const std::string &file, int sampleRate);
+  void add(const Transient &t);
+  void endFile();
+  /// Closes the document.
+  void finish();
+
+  /// The bytes made since the last call.
+  std::string take();
+
+private:
+  Format _format;
+  bool _several;
+  int _midiNote;
+  bool _begun = false;      // the document's start is out
+  bool _firstInFile = true; // no transient of the current file yet
+  FileTransients _held;     // a layer's or a MIDI file's transients until its end
+  std::string _out;
+};
+
+/// One whole document of the transients of `files`, in their order, as DocumentWriter
+/// makes it.
 std::string formatTransients(Format format, const std::vector<const FileTransients *> &files,
                              bool several, int midiNote = 36);
+
+/// The input file named at the start of a JSON document or a Sonic Visualiser layer of
+/// this tool (`head`: its first bytes); empty when it names none.
+std::string fileNamedIn(const std::string &head);
 
 /// `s` fit for XML text and double-quoted attribute values.
 std::string xmlEscape(const std::string &s);

@@ -2,11 +2,14 @@
 #include "Plot.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace tools {
 
 void Overview::add(float sample) {
+  if (!std::isfinite(sample))
+    sample = 0.0f; // an SVG number is finite
   if (_min.empty() || _fill == _span) {
     if (_min.size() == 2 * Columns) {
       for (std::size_t c = 0; c < Columns; ++c) {
@@ -29,7 +32,7 @@ void Overview::add(float sample) {
 
 std::string svgPlot(const FileTransients &f, const Overview &overview) {
   const int width = 1200, height = 360, left = 50, right = 20, top = 30, wave = 200, axis = 300;
-  const double seconds = static_cast<double>(overview.samples()) / f.sampleRate;
+  const double seconds = f.sampleRate > 0 ? static_cast<double>(overview.samples()) / f.sampleRate : 0.0;
   const double samples = std::max(1.0, static_cast<double>(overview.samples()));
   std::string svg;
   char buf[256];
@@ -56,7 +59,8 @@ std::string svgPlot(const FileTransients &f, const Overview &overview) {
   svg += "\"/>\n";
   for (const Transient &t : f.transients) {
     const double x = left + t.seconds / std::max(seconds, 1e-9) * plotWidth;
-    const double h = std::min(2.0, static_cast<double>(t.strength)) / 2.0 * (axis - top - 10);
+    const double strength = std::isfinite(t.strength) ? std::min(2.0, static_cast<double>(t.strength)) : 0.0;
+    const double h = strength / 2.0 * (axis - top - 10);
     std::snprintf(buf, sizeof buf,
                   "<line x1=\"%.1f\" y1=\"%d\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"#d62728\" stroke-width=\"1.5\"/>"
                   "<circle cx=\"%.1f\" cy=\"%.1f\" r=\"2.5\" fill=\"#d62728\"/>\n",

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 namespace tools {
 
@@ -97,10 +98,11 @@ bool writeSlices(const std::string &file, const std::vector<long> &frames, long 
       std::remove(path.c_str());
     return false;
   };
+  // As many digits as the last number needs, at least three: name order is time order.
+  const size_t width = std::max<size_t>(3, std::to_string(cuts.size() - 2).size());
   for (size_t k = 0; k + 1 < cuts.size(); ++k) {
-    char number[24];
-    std::snprintf(number, sizeof number, "-%03zu", k);
-    const std::string path = prefix + number + extension;
+    const std::string number = std::to_string(k);
+    const std::string path = prefix + "-" + std::string(width - std::min(width, number.size()), '0') + number + extension;
     SF_INFO outInfo{};
     outInfo.samplerate = info.samplerate;
     outInfo.channels = info.channels;

@@ -187,7 +187,7 @@ class DetectTransients(unittest.TestCase):
     def test_option_errors(self):
         out, one_file = os.path.join(self.dir, 'refused.txt'), 'use --format csv or --format json'
         for args, words in ((['--threshold', '101'], '--threshold'), (['--noise-floor', 'loud'], 'not a number'),
-                            (['--block-size', '0'], 'out of range'), (['--shard', '4/4'], "'4/4' is out of range"),
+                            (['--block-size', '0'], 'out of range'), (['--shard', '4/4'], "--array=0-3"),
                             (['--step-size', '70000'], 'larger than the block size'), (['--bogus'], "'--bogus'"),
                             (['--format', 'xml'], "'xml'"), ([self.other, '--format', 'sv'], one_file),
                             ([], 'no input file'), (['--force'], '--force goes with --output-dir'),
@@ -218,18 +218,18 @@ class DetectTransients(unittest.TestCase):
             seen.append((r.stdout, Path(svg).read_text().replace(self.drums + ':', '-:')))  # the title names it
         self.assertEqual(seen[1], seen[0])
         partial = os.path.join(self.dir, 'interrupted.txt')
-        temporaries = (partial + '.part', partial + '.svg.part')  # open from the start
+        temporaries = lambda: sorted(n for n in os.listdir(self.dir) if n.startswith('interrupted.') and n.endswith('.part'))
         with subprocess.Popen([TOOL, '-', '-o', partial, '--plot', partial + '.svg'], stdin=subprocess.PIPE) as p:
             p.stdin.write(stream[:100000])
             p.stdin.flush()
             deadline = time.monotonic() + 60
-            while not all(map(os.path.exists, temporaries)) and time.monotonic() < deadline:
+            while len(temporaries()) < 2 and time.monotonic() < deadline:  # both open from the start
                 time.sleep(0.01)
-            self.assertTrue(all(map(os.path.exists, temporaries)))
+            self.assertRegex(' '.join(temporaries()), r'^interrupted\.txt\.%d-\w+\.part interrupted\.txt\.svg\.%d-\w+\.part$'
+                             % (p.pid, p.pid))
             p.send_signal(signal.SIGTERM)
             self.assertEqual(p.wait(timeout=60), -signal.SIGTERM)
-        for path in (partial, partial + '.svg') + temporaries:
-            self.assertFalse(os.path.exists(path), path)
+        self.assertEqual((temporaries(), os.path.exists(partial), os.path.exists(partial + '.svg')), ([], False, False))
 
     def test_slices_join_to_the_input_sample_for_sample(self):
         make(source := os.path.join(self.dir, 'source.wav'), '--seconds', '3', '--rate', '48000')
@@ -373,9 +373,9 @@ class ReadmeExamples(unittest.TestCase):
                 self.shell(block, work, dict(TOOL_ENV, SLURM_ARRAY_TASK_ID='1', SLURM_ARRAY_TASK_COUNT='2'))
         for name in ('results/a/one.json', 'results/b/two.json'):
             self.assertGreater(len(read_back(os.path.join(work, name))[1]), 0)
-        # Shard 1 of 2 took the list's second file, written flat beside them.
-        second = Path(work, 'list.txt').read_text().split()[1]
-        self.assertTrue(Path(work, 'results', Path(second).stem + '.txt').exists())
+        # Shard 1 of 2 took the list's second file, mirrored as the whole list is.
+        second = Path(Path(work, 'list.txt').read_text().split()[1])
+        self.assertTrue(Path(work, 'results', second.parent.name, second.stem + '.txt').exists())
 
 
 if __name__ == '__main__':
