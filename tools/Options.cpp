@@ -166,11 +166,27 @@ Options parseOptions(int argc, char **argv) {
   o.analysis.stepSize = 0; // until the block size is known
   bool mirror = false, filesOnly = false;
   for (int i = 1; i < argc; ++i) {
-    const std::string a = argv[i];
-    const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
+    std::string a = argv[i];
+    // --name=VALUE, and -jN and -oFILE, as other tools take them.
+    std::string attached;
+    const size_t equals = a.find('=');
+    const bool hasAttached = !filesOnly && ((a.rfind("--", 0) == 0 && equals != std::string::npos) ||
+                                            (a.size() > 2 && (a.rfind("-j", 0) == 0 || a.rfind("-o", 0) == 0)));
+    if (hasAttached) {
+      const size_t cut = a[1] == '-' ? equals : 2;
+      attached = a.substr(cut + (a[1] == '-' ? 1 : 0));
+      a.resize(cut);
+    }
+    const char *value = hasAttached ? attached.c_str() : i + 1 < argc ? argv[i + 1] : nullptr;
     auto takes = [&]() {
-      ++i;
+      if (!hasAttached)
+        ++i;
       return value;
+    };
+    auto flag = [&]() {
+      if (hasAttached)
+        usageError(a + " takes no value");
+      return true;
     };
     auto name = [&](const char *what) {
       const char *f = takes();
@@ -182,7 +198,7 @@ Options parseOptions(int argc, char **argv) {
       o.files.push_back(a);
     } else if (a == "--") {
       filesOnly = true;
-    } else if (a == "-h" || a == "--help") {
+    } else if ((a == "-h" || a == "--help") && flag()) {
       std::fputs(Usage, stdout);
       std::exit(0);
     } else if (a == "--threshold") {
@@ -212,7 +228,7 @@ Options parseOptions(int argc, char **argv) {
       o.plot = name("file");
     } else if (a == "-j" || a == "--jobs") {
       o.jobs = static_cast<unsigned>(integer(a, takes(), 1, 256));
-    } else if (a == "-q" || a == "--quiet") {
+    } else if ((a == "-q" || a == "--quiet") && flag()) {
       o.quiet = true;
     } else if (a == "--files-from") {
       std::string error;
@@ -220,11 +236,11 @@ Options parseOptions(int argc, char **argv) {
         usageError("--files-from: " + error);
     } else if (a == "--output-dir") {
       o.naming.dir = name("folder");
-    } else if (a == "--mirror") {
+    } else if (a == "--mirror" && flag()) {
       mirror = true;
     } else if (a == "--relative-to") {
       o.naming.relativeTo = name("folder");
-    } else if (a == "--force") {
+    } else if (a == "--force" && flag()) {
       o.force = true;
     } else if (a == "--shard") {
       const char *f = takes();

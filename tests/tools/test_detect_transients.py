@@ -162,6 +162,12 @@ class DetectTransients(unittest.TestCase):
         r = run(self.stereo, '--channel', '3')
         self.assertEqual((r.returncode, "'%s' has 2 channels" % self.stereo in r.stderr), (1, True), r.stderr)
         self.assertLess(len(self.text_rows(self.drums, '--threshold', '90')), len(self.text_rows(self.drums)))
+        dashed = os.path.join(self.dir, '-dashed.wav')
+        os.link(self.drums, dashed) if not os.path.exists(dashed) else None
+        r = run('--format=csv', '-j1', '--', '-dashed.wav', cwd=self.dir)  # -- ends the options
+        self.assertEqual((r.returncode, r.stdout), (0, run(self.drums, '--format', 'csv').stdout), r.stderr)
+        r = run(self.drums, '--block-size', '512', '--step-size', '32')
+        self.assertEqual((r.returncode, 'a step size of 32 is below 64' in r.stderr), (0, True), r.stderr)
 
     def test_batch_makes_one_document_of_what_it_could_read(self):
         """In input order, on standard output or in the -o file; the bad inputs named, status 1."""
@@ -186,8 +192,11 @@ class DetectTransients(unittest.TestCase):
 
     def test_option_errors(self):
         out, one_file = os.path.join(self.dir, 'refused.txt'), 'use --format csv or --format json'
+        Path(long_line := os.path.join(self.dir, 'long-line.txt')).write_text(self.drums + '\n' + 'x' * 5000 + '\n')
         for args, words in ((['--threshold', '101'], '--threshold'), (['--noise-floor', 'loud'], 'not a number'),
-                            (['--block-size', '0'], 'out of range'), (['--shard', '4/4'], "--array=0-3"),
+                            (['--block-size', '0'], '0 is out of range (1 to 1048576)'),
+                            (['--files-from', self.drums], 'holds a NUL byte'), (['--mirror=1'], 'takes no value'),
+                            (['--files-from', long_line], 'line 2 is longer than 4096 bytes'), (['--shard', '4/4'], "--array=0-3"),
                             (['--step-size', '70000'], 'larger than the block size'), (['--bogus'], "'--bogus'"),
                             (['--format', 'xml'], "'xml'"), ([self.other, '--format', 'sv'], one_file),
                             ([], 'no input file'), (['--force'], '--force goes with --output-dir'),
@@ -319,6 +328,197 @@ class DetectTransients(unittest.TestCase):
         want = {('TransientDetector' + s, *pv.replace('@', 'TransientDetector').split(' ', 1))
                 for s, props in stated.items() for pv in props.split('; ')}
         self.assertEqual(want - triples, set())
+
+
+def pty_run(args, **kw):
+    """Standard error on a terminal, as a user sees it: the return code, what it showed and the seconds it took."""
+    import pty
+    master, slave = pty.openpty()
+    start = time.monotonic()
+    p = subprocess.Popen([TOOL, *args], stderr=slave, stdout=subprocess.DEVNULL, **kw)
+    os.close(slave)
+    shown = b''
+    while True:
+        try:
+            chunk = os.read(master, 65536)
+        except OSError:
+            break
+        if not chunk:
+            break
+        shown += chunk
+    os.close(master)
+    return p.wait(timeout=300), shown.decode(errors='replace'), time.monotonic() - start
+
+
+class KeepsTheUsersData(unittest.TestCase):
+    """No input overwritten, no output half-written or silently missing, no result lost without an error."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.dir = tempfile.mkdtemp(prefix='keeps-data-')
+        cls.take = os.path.join(cls.dir, 'take.wav')
+        make(cls.take, '--seconds', '3')
+        cls.text = run(cls.take).stdout
+
+    def folder(self, *files):
+        """A fresh folder holding copies of the take under `files`."""
+        work = tempfile.mkdtemp(dir=self.dir)
+        for name in files:
+            os.makedirs(os.path.dirname(os.path.join(work, name)), exist_ok=True)
+            Path(work, name).write_bytes(Path(self.take).read_bytes())
+        return work
+
+    def test_no_output_lands_on_an_input(self):
+        work = self.folder('a.wav', 'r/notes.txt', 'loop.wav', 'loop-001.wav', 'r/x/b.wav')
+        os.symlink('a.wav', os.path.join(work, 'link.wav'))
+        os.link(os.path.join(work, 'a.wav'), os.path.join(work, 'hard.wav'))
+        for args, named in ((['a.wav', '-o', './a.wav'], ("-o './a.wav'", "'a.wav'")),
+                            (['a.wav', '-o', 'link.wav'], ("-o 'link.wav'", "'a.wav'")),
+                            (['./a.wav', '-o', 'hard.wav'], ("-o 'hard.wav'", "'./a.wav'")),
+                            (['a.wav', '--plot', 'link.wav'], ("--plot 'link.wav'", "'a.wav'")),
+                            (['r/notes.txt', 'a.wav', '--output-dir', 'r'], ("'r/notes.txt'",)),
+                            (['loop.wav', 'loop-001.wav', '--slice', '.'], ("'loop.wav'", "'loop-001.wav'")),
+                            (['a.wav', '-o', 'out.txt', '--plot', 'out.txt'], ('the same file',)),
+                            (['a.wav', '-o', 'r'], ("'r' is a folder",)), (['a.wav', '--plot', '.'], ("'.' is a folder",))):
+            with self.subTest(args):
+                r = run(*args, cwd=work)
+                self.assertEqual((r.returncode, r.stdout, [n for n in named if n not in r.stderr]), (2, '', []), r.stderr)
+        self.assertEqual({n: Path(work, n).read_bytes() == Path(self.take).read_bytes() for n in os.listdir(work)
+                          if n not in ('r', 'link.wav')}, dict.fromkeys(('a.wav', 'loop.wav', 'loop-001.wav', 'hard.wav'), True))
+        self.assertTrue(os.path.islink(os.path.join(work, 'link.wav')))
+
+    def test_links_are_followed_and_streams_written_in_place(self):
+        work = self.folder()
+        target, link, fifo = (os.path.join(work, n) for n in ('target.txt', 'link.txt', 'fifo'))
+        os.symlink('target.txt', link)
+        self.assertEqual(run(self.take, '-o', link).returncode, 0)  # a link to nothing yet: made where it ends
+        Path(target).write_text('old')
+        os.chmod(target, 0o640)
+        self.assertEqual(run(self.take, '-o', link).returncode, 0)
+        self.assertEqual((os.path.islink(link), Path(target).read_text(), os.stat(target).st_mode & 0o777),
+                         (True, self.text, 0o640))
+        os.mkfifo(fifo)
+        with subprocess.Popen(['cat', fifo], stdout=subprocess.PIPE, text=True) as reader:
+            r = run(self.take, '-o', fifo)
+            self.assertEqual((r.returncode, reader.communicate(timeout=60)[0]), (0, self.text), r.stderr)
+        self.assertEqual(run(self.take, '-o', '/dev/null').returncode, 0)
+        import stat
+        self.assertTrue(stat.S_ISFIFO(os.stat(fifo).st_mode) and stat.S_ISCHR(os.stat('/dev/null').st_mode))
+        self.assertEqual(sorted(os.listdir(work)), ['fifo', 'link.txt', 'target.txt'])  # no temporary left
+
+    def test_clashes_are_found_over_the_whole_list_and_between_runs(self):
+        work = self.folder('a/take.wav', 'b/take.wav', 'b/deep/other.wav', 'c/take.wav')
+        inputs = ['a/take.wav', 'b/take.wav', 'b/deep/other.wav']
+        for k in range(3):  # every share refuses alike, even one that holds neither of the two
+            r = run(*inputs, '--output-dir', 'r', '--shard', '%d/3' % k, cwd=work)
+            self.assertEqual((r.returncode, "'a/take.wav' and 'b/take.wav' would both write" in r.stderr), (2, True), r.stderr)
+        for fmt in ('text', 'json'):  # by the attribute, or by the file name a JSON document carries
+            with self.subTest(fmt):
+                out = os.path.join(work, 'r-' + fmt, 'take' + ('.txt' if fmt == 'text' else '.json'))
+                self.assertEqual(run('a/take.wav', '--output-dir', 'r-' + fmt, '--format', fmt, cwd=work).returncode, 0)
+                made = Path(out).read_bytes()
+                if fmt == 'json':  # copied without its attributes, as cp and most tools copy
+                    Path(out).unlink()
+                    Path(out).write_bytes(made)
+                for again, code, said in (('a/take.wav', 0, '0 done, 1 skipped, 0 failed'), ('./a/../a/take.wav', 0, '1 skipped'),
+                                          ('b/take.wav', 1, "was made from '%s', not from 'b/take.wav'" %
+                                           (os.path.join(work, 'a/take.wav') if fmt == 'text' else 'a/take.wav'))):
+                    r = run(again, '--output-dir', 'r-' + fmt, '--format', fmt, cwd=work)
+                    self.assertEqual((r.returncode, said in r.stderr, Path(out).read_bytes()), (code, True, made), r.stderr)
+        # --relative-to: one command per file mirrors as one run does.
+        self.assertEqual(run(*inputs, 'c/take.wav', '-q', '--output-dir', 'one', '--mirror', cwd=work).returncode, 0)
+        for name in inputs + ['c/take.wav']:
+            self.assertEqual(run(name, '-q', '--output-dir', 'each', '--relative-to', '.', cwd=work).returncode, 0)
+        tree = lambda top: {str(p.relative_to(top)): p.read_bytes() for p in Path(top).rglob('*.txt')}
+        self.assertEqual(tree(os.path.join(work, 'each')), tree(os.path.join(work, 'one')))
+        self.assertEqual(len(tree(os.path.join(work, 'one'))), 4)
+        r = run('a/take.wav', '--output-dir', 'x', '--relative-to', 'b', cwd=work)
+        self.assertEqual((r.returncode, "'a/take.wav' is not inside --relative-to 'b'" in r.stderr), (2, True), r.stderr)
+        r = run('a/take.wav', '--output-dir', 'x', '--shard', '3/4', cwd=work)
+        self.assertEqual((r.returncode, 'shard 3/4 has no files' in r.stderr, os.path.exists(os.path.join(work, 'x'))),
+                         (0, True, False), r.stderr)
+
+    def test_runs_side_by_side_and_interrupted(self):
+        work = self.folder(*('t%d.wav' % i for i in range(8)))
+        both = [subprocess.Popen([TOOL, '-q', '--force', '--output-dir', 'r', *('t%d.wav' % i for i in range(8))], cwd=work,
+                                 stderr=subprocess.PIPE, text=True) for _ in range(2)]
+        self.assertEqual([(p.communicate(timeout=120)[1], p.returncode) for p in both], [('', 0)] * 2)
+        self.assertEqual(sorted(os.listdir(os.path.join(work, 'r'))), ['t%d.txt' % i for i in range(8)])
+        make(long := os.path.join(work, 'long.wav'), '--seconds', '600')
+        import resource
+        no_core = lambda: resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+        for sig in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
+            with self.subTest(sig), subprocess.Popen([TOOL, long, '-o', 'out.txt'], cwd=work, preexec_fn=no_core) as p:
+                deadline = time.monotonic() + 60
+                while not [n for n in os.listdir(work) if n.endswith('.part')] and time.monotonic() < deadline:
+                    time.sleep(0.01)
+                p.send_signal(sig)
+                self.assertEqual(p.wait(timeout=60), -sig)
+                self.assertEqual([n for n in os.listdir(work) if n.startswith('out.')], [])
+        # A reader that stops early: the write error is reported and the batch ends.
+        start = time.monotonic()
+        r = subprocess.run(['bash', '-c', '"$0" "$@" | head -n 1; exit ${PIPESTATUS[0]}', TOOL, *[long] * 200], cwd=work,
+                           capture_output=True, text=True, timeout=600)
+        self.assertEqual((r.returncode, r.stdout, 'cannot write standard output: Broken pipe' in r.stderr),
+                         (1, '# %s\n' % long, True), r.stderr)
+        self.assertLess(time.monotonic() - start, 60)  # it stops: the whole list is 33 hours of audio
+
+    def test_a_stream_prints_each_transient_as_found(self):
+        make(live := os.path.join(self.folder(), 'live.wav'), '--seconds', '12')
+        data = Path(live).read_bytes()
+        with subprocess.Popen([TOOL, '-'], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as p:
+            p.stdin.write(data[:len(data) // 2])  # six seconds of twelve, and the stream stays open
+            p.stdin.flush()
+            first = p.stdout.readline()
+            p.send_signal(signal.SIGINT)  # what was printed stays printed
+            self.assertEqual((first.decode(), p.wait(timeout=60)), (run(live).stdout.splitlines(True)[0], -signal.SIGINT))
+
+    def test_names_that_are_not_utf8_or_hold_a_newline(self):
+        work = self.folder()
+        odd = os.path.join(work.encode(), b'caf\xe9 \xff\nline "quoted".wav')
+        Path(os.fsdecode(odd)).write_bytes(Path(self.take).read_bytes())
+        name = os.fsdecode(odd)
+        for fmt in ('json', 'sv', 'text', 'csv'):
+            with self.subTest(fmt):
+                r = subprocess.run([os.fsencode(TOOL), odd, odd, '--format', fmt, '-o', b'out'] if fmt in ('text', 'csv')
+                                   else [os.fsencode(TOOL), odd, '--format', fmt, '-o', b'out'], cwd=work, capture_output=True)
+                self.assertEqual(r.returncode, 0, r.stderr)
+                doc = Path(work, 'out').read_bytes()
+                if fmt == 'json':
+                    self.assertEqual(os.fsencode(json.loads(doc)['file']), odd)
+                elif fmt == 'sv':
+                    label = ET.fromstring(doc).find('./data/model').get('name')
+                    self.assertEqual(label, 'Transients: ' + work + '/caf\\xe9 \\xff\nline "quoted".wav')
+                elif fmt == 'text':
+                    heads = [l for l in doc.split(b'\n') if l.startswith(b'# ')]
+                    self.assertEqual(heads, [b'# ' + odd.replace(b'\n', b'\\n')] * 2)
+                else:
+                    self.assertEqual({os.fsencode(row['file']) for row in csv.DictReader(io.StringIO(doc.decode(errors='surrogateescape')))}, {odd})
+        self.assertEqual(name.count('\n'), 1)
+
+    def test_slice_numbers_keep_time_order(self):
+        work = self.folder()
+        make(long := os.path.join(work, 'long.wav'), '--seconds', '150')
+        r = run(long, '--threshold', '0', '--slice', 'cut', cwd=work)
+        self.assertEqual(r.returncode, 0, r.stderr)
+        count = len(r.stdout.splitlines()) + 1
+        names = sorted(os.listdir(os.path.join(work, 'cut')))
+        self.assertGreater(count, 1000)
+        self.assertEqual(names, ['long-%04d.wav' % k for k in range(count)])
+        r = run('a/long.wav', 'b/long.wav', '--slice', 'cut', cwd=self.folder('a/long.wav', 'b/long.wav'))
+        self.assertEqual((r.returncode, '--mirror' in r.stderr), (2, True), r.stderr)
+
+    def test_progress_on_a_terminal(self):
+        work = self.folder(*('t%d.wav' % i for i in range(6)))
+        make(long := os.path.join(work, 'long.wav'), '--seconds', '720')
+        code, shown, seconds = pty_run([long, '-o', os.devnull])
+        bars = shown.count('%')
+        self.assertEqual(code, 0)
+        self.assertTrue(0 < bars <= 1 + 10 * seconds, (bars, seconds))  # at most ten redraws a second
+        code, shown, _ = pty_run(['-j', '1', *('t%d.wav' % i for i in range(6)), '--format', 'csv', '-o', 'all.csv'], cwd=work)
+        self.assertEqual(code, 0)
+        self.assertRegex(shown, r'1/6 files, 0\.00\d hours of audio, \d+:\d\d left')
+        self.assertTrue(shown.endswith('\r\x1b[K'), repr(shown[-40:]))  # and erased at the end
 
 
 class ReadmeExamples(unittest.TestCase):
