@@ -7,10 +7,20 @@
 
 #include <sndfile.h>
 
+#include <emmintrin.h>
+
 #include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <mutex>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace tools {
 
@@ -18,12 +28,179 @@ namespace {
 
 const char *const Key = "transient-detector:TransientDetector";
 
+// Frames asked of libsndfile at a time: few enough that what it decoded is still in the
+// cache when it is cleaned and mixed, enough that its per-call cost vanishes.
+constexpr size_t ReadFrames = 8192;
+
 struct DeleteUnderLock {
   void operator()(Vamp::Plugin *p) const {
     std::lock_guard<std::mutex> guard(libraryLock());
     delete p;
   }
 };
+
+// A file descriptor, closed when it goes.
+class FileDescriptor {
+public:
+  explicit FileDescriptor(int fd) : _fd(fd) {}
+  FileDescriptor(const FileDescriptor &) = delete;
+  FileDescriptor &operator=(const FileDescriptor &) = delete;
+  ~FileDescriptor() {
+    if (_fd >= 0)
+      close(_fd);
+  }
+  int get() const { return _fd; }
+
+private:
+  int _fd;
+};
+
+// Sets NaN and infinities in x[0, n) to 0 and returns how many there were. With
+// PositiveZero, -0 becomes +0 as well, as the mean of one channel, summed from +0, gives
+// it. An exponent field of all ones is what marks a float non-finite;
+// each lane counts its own by subtracting the all-ones compare.
+template <bool PositiveZero> size_t cleanSamples(float *x, size_t n) {
+  const __m128i exponent = _mm_set1_epi32(0x7F800000);
+  __m128i counts = _mm_setzero_si128();
+  size_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(x + i));
+    const __m128i nonFinite = _mm_cmpeq_epi32(_mm_and_si128(v, exponent), exponent);
+    counts = _mm_sub_epi32(counts, nonFinite);
+    __m128 clean = _mm_castsi128_ps(_mm_andnot_si128(nonFinite, v));
+    if (PositiveZero)
+      clean = _mm_add_ps(clean, _mm_setzero_ps());
+    _mm_storeu_ps(x + i, clean);
+  }
+  alignas(16) uint32_t lanes[4];
+  _mm_store_si128(reinterpret_cast<__m128i *>(lanes), counts);
+  size_t bad = size_t{lanes[0]} + lanes[1] + lanes[2] + lanes[3];
+  for (; i < n; ++i) {
+    if (!std::isfinite(x[i])) {
+      x[i] = 0.0f;
+      ++bad;
+    }
+    if (PositiveZero)
+      x[i] += 0.0f;
+  }
+  return bad;
+}
+
+// The mean of the channels, summed in double from +0 and divided there, then rounded to
+// float once. A file's transients depend on these exact values, so the order of the sums
+// stays fixed.
+void mixFrames(const float *in, size_t frames, int channels, float *out) {
+  if (channels == 2) {
+    for (size_t i = 0; i < frames; ++i)
+      out[i] = static_cast<float>((0.0 + static_cast<double>(in[2 * i]) + static_cast<double>(in[2 * i + 1])) / 2.0);
+    return;
+  }
+  const size_t stride = static_cast<size_t>(channels);
+  const double count = channels;
+  for (size_t i = 0; i < frames; ++i) {
+    double sum = 0.0;
+    for (size_t c = 0; c < stride; ++c)
+      sum += static_cast<double>(in[i * stride + c]);
+    out[i] = static_cast<float>(sum / count);
+  }
+}
+
+// The frames of an open sound file as one channel, the mean of its channels or one of
+// them (`channel`, 1 the first), with its non-finite samples set to 0 and counted.
+class MonoReader {
+public:
+  MonoReader(SNDFILE *sf, int channels, int channel) : _sf(sf), _channels(channels), _channel(channel) {
+    if (channels > 1)
+      _frames.resize(ReadFrames * static_cast<size_t>(channels));
+  }
+
+  // Up to `frames` frames into `out`; fewer only at the end of the file (or on an error,
+  // which sf_error then gives).
+  size_t read(float *out, size_t frames) {
+    size_t done = 0;
+    while (done < frames) {
+      const size_t want = std::min(frames - done, ReadFrames);
+      const size_t got = _channels == 1 ? readFrames(out + done, want) : readMixed(out + done, want);
+      done += got;
+      if (got < want)
+        break;
+    }
+    return done;
+  }
+
+  long long nonFinite() const { return _nonFinite; }
+
+private:
+  size_t readFrames(float *out, size_t frames) {
+    const sf_count_t got = sf_readf_float(_sf, out, static_cast<sf_count_t>(frames));
+    const size_t n = got > 0 ? static_cast<size_t>(got) : 0;
+    _nonFinite += static_cast<long long>((_channel == 0 ? cleanSamples<true>(out, n) : cleanSamples<false>(out, n)));
+    return n;
+  }
+
+  size_t readMixed(float *out, size_t frames) {
+    const sf_count_t got = sf_readf_float(_sf, _frames.data(), static_cast<sf_count_t>(frames));
+    const size_t n = got > 0 ? static_cast<size_t>(got) : 0;
+    const size_t stride = static_cast<size_t>(_channels);
+    if (_channel == 0) {
+      _nonFinite += static_cast<long long>(cleanSamples<false>(_frames.data(), n * stride));
+      mixFrames(_frames.data(), n, _channels, out);
+    } else {
+      const float *in = _frames.data() + _channel - 1;
+      for (size_t i = 0; i < n; ++i)
+        out[i] = in[i * stride];
+      _nonFinite += static_cast<long long>(cleanSamples<false>(out, n));
+    }
+    return n;
+  }
+
+  SNDFILE *_sf;
+  int _channels, _channel;
+  std::vector<float> _frames; // interleaved, for files of several channels
+  long long _nonFinite = 0;
+};
+
+// libsndfile refuses a header that gives a sample rate of 0 with an internal message
+// ("SF_INFO struct incomplete"). The headers most often written by hand or by broken
+// recorders say their rate at a fixed place: WAV (RIFF, RIFX, RF64) in its "fmt " chunk,
+// AU at byte 16, CAF in its first chunk, "desc", as a double.
+bool headerGivesRateZero(int fd) {
+  unsigned char h[4096];
+  const ssize_t got = pread(fd, h, sizeof h, 0);
+  const size_t n = got > 0 ? static_cast<size_t>(got) : 0;
+  const auto is = [&](size_t at, const char *tag) { return at + 4 <= n && !std::memcmp(h + at, tag, 4); };
+  const auto zeros = [&](size_t at, size_t count) {
+    return at + count <= n && std::all_of(h + at, h + at + count, [](unsigned char b) { return b == 0; });
+  };
+  if (is(0, ".snd") || is(0, "dns."))
+    return zeros(16, 4);
+  if (is(0, "caff"))
+    return is(8, "desc") && zeros(20, 8);
+  if (!(is(0, "RIFF") || is(0, "RIFX") || is(0, "RF64")) || !is(8, "WAVE"))
+    return false;
+  const bool big = is(0, "RIFX");
+  // Chunks: a four-letter name, a 32-bit size, the body padded to an even length.
+  for (size_t at = 12; at + 8 <= n;) {
+    if (is(at, "fmt "))
+      return zeros(at + 12, 4); // after the format tag and the channel count
+    const unsigned char *p = h + at + 4;
+    const uint64_t size = big ? (uint64_t{p[0]} << 24 | uint64_t{p[1]} << 16 | uint64_t{p[2]} << 8 | p[3])
+                              : (uint64_t{p[3]} << 24 | uint64_t{p[2]} << 16 | uint64_t{p[1]} << 8 | p[0]);
+    at += 8 + static_cast<size_t>((size + 1) & ~uint64_t{1});
+  }
+  return false;
+}
+
+// The system's words for `error`, in lower case to follow "cannot read 'FILE': ".
+std::string reason(int error) {
+  if (error == ENOENT || error == ENOTDIR)
+    return "no such file";
+  char buffer[256];
+  std::string text = strerror_r(error, buffer, sizeof buffer); // analyses run on several threads
+  if (!text.empty())
+    text[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[0])));
+  return text;
+}
 
 } // namespace
 
@@ -38,22 +215,50 @@ void prepareAnalysis() { Vamp::HostExt::PluginLoader::getInstance(); }
 // header may not know its length (libsndfile then reports the largest count).
 AnalysisResult analyse(const std::string &file, const AnalysisSettings &o, const AnalysisHooks &hooks) {
   AnalysisResult r;
+  const std::string quoted = "'" + file + "'";
+  // A named file is looked at here first, so that what is wrong with it can be said in
+  // plain words rather than the decoder's; standard input goes to libsndfile as it is, a
+  // pipe or not. libsndfile opens the file by its name all the same: it guesses some
+  // headerless formats from the name's extension.
+  FileDescriptor fd(file == "-" ? -1 : open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file != "-") {
+    struct stat st;
+    if (fd.get() < 0 || fstat(fd.get(), &st) != 0) {
+      const int error = errno;
+      r.error = "cannot read " + quoted + ": " + reason(error);
+      return r;
+    }
+    if (S_ISDIR(st.st_mode)) {
+      r.error = quoted + " is a folder, not a recording";
+      return r;
+    }
+    if (S_ISREG(st.st_mode) && st.st_size == 0) {
+      r.error = quoted + " is empty (0 bytes)";
+      return r;
+    }
+  }
   SF_INFO info{};
   SNDFILE *sf;
   {
     std::lock_guard<std::mutex> guard(libraryLock());
     sf = sf_open(file.c_str(), SFM_READ, &info);
     if (!sf)
-      r.error = "cannot read '" + file + "': " + sf_strerror(nullptr);
+      r.error = "cannot read " + quoted + ": " + sf_strerror(nullptr);
   }
-  if (!sf)
+  if (!sf) {
+    if (fd.get() >= 0 && headerGivesRateZero(fd.get()))
+      r.error = quoted + " gives a sample rate of 0";
     return r;
+  }
   std::unique_ptr<SNDFILE, int (*)(SNDFILE *)> closer(sf, sf_close);
   if (o.channel > info.channels) {
-    r.error = "--channel " + std::to_string(o.channel) + ": '" + file + "' has " +
+    r.error = "--channel " + std::to_string(o.channel) + ": " + quoted + " has " +
               std::to_string(info.channels) + " channel" + (info.channels == 1 ? "" : "s");
     return r;
   }
+  if (info.samplerate < 8000 || info.samplerate > 192000)
+    r.warnings.push_back(quoted + ": a sample rate of " + std::to_string(info.samplerate) +
+                         " Hz is outside 8 to 192 kHz, where the detector is meant to work");
   if (hooks.opened)
     hooks.opened(info.samplerate);
 
@@ -76,11 +281,7 @@ AnalysisResult analyse(const std::string &file, const AnalysisSettings &o, const
     return r;
   }
 
-  const int channels = info.channels;
   const unsigned rate = static_cast<unsigned>(info.samplerate);
-  std::vector<float> mono(block, 0.0f);
-  std::vector<float> pending; // mono samples read but not yet handed over
-  sf_count_t read = 0;
   auto collect = [&hooks](const Vamp::Plugin::FeatureSet &fs, unsigned sampleRate) {
     auto it = fs.find(0);
     if (it == fs.end() || !hooks.found)
@@ -89,51 +290,57 @@ AnalysisResult analyse(const std::string &file, const AnalysisSettings &o, const
       hooks.found({f.timestamp.sec + f.timestamp.nsec / 1e9, Vamp::RealTime::realTime2Frame(f.timestamp, sampleRate),
                    f.values.empty() ? 0.0f : f.values[0]});
   };
-  std::vector<float> frameBuf(4096 * static_cast<size_t>(channels));
-  auto readMono = [&](size_t want) {
-    while (pending.size() < want) {
-      const sf_count_t n = sf_readf_float(sf, frameBuf.data(), 4096);
-      if (n <= 0)
-        break;
-      for (sf_count_t i = 0; i < n; ++i) {
-        float v;
-        if (o.channel > 0) {
-          v = frameBuf[static_cast<size_t>(i * channels + o.channel - 1)];
-        } else {
-          double sum = 0.0;
-          for (int c = 0; c < channels; ++c)
-            sum += frameBuf[static_cast<size_t>(i * channels + c)];
-          v = static_cast<float>(sum / channels);
-        }
-        if (hooks.overview)
-          hooks.overview->add(v);
-        pending.push_back(v);
-      }
-      read += n;
-    }
-  };
+
+  // window[head, tail) holds the samples read and not yet stepped past; each block is the
+  // `block` samples from head, zeros past the end. The room beyond a block lets the samples
+  // still wanted move to the front only once in a block's worth of steps, however small
+  // the step. Reading stops as soon as a block is there, give or take one read: a live
+  // stream's transients come out as soon as its samples do.
+  MonoReader reader(sf, info.channels, o.channel);
+  std::vector<float> window(block + std::max(block, ReadFrames));
+  size_t head = 0, tail = 0;
+  bool ended = false;
+  long long read = 0;
   // Each block starts `step` frames after the one before; the last starts before the end.
-  for (sf_count_t position = 0;; position += static_cast<sf_count_t>(step)) {
-    readMono(block);
-    if (pending.empty())
+  for (long long position = 0;; position += static_cast<long long>(step)) {
+    if (head + block > window.size()) {
+      std::copy(window.begin() + static_cast<long>(head), window.begin() + static_cast<long>(tail), window.begin());
+      tail -= head;
+      head = 0;
+    }
+    while (!ended && tail - head < block) {
+      const size_t want = std::min(window.size() - tail, std::max(head + block - tail, ReadFrames));
+      const size_t got = reader.read(window.data() + tail, want);
+      if (hooks.overview)
+        for (size_t i = tail; i < tail + got; ++i)
+          hooks.overview->add(window[i]);
+      tail += got;
+      read += static_cast<long long>(got);
+      ended = got == 0;
+    }
+    if (head == tail)
       break;
-    std::fill(mono.begin(), mono.end(), 0.0f);
-    std::copy(pending.begin(), pending.begin() + static_cast<long>(std::min(block, pending.size())), mono.begin());
-    const float *buffers[] = {mono.data()};
+    if (tail - head < block)
+      std::fill(window.begin() + static_cast<long>(tail), window.begin() + static_cast<long>(head + block), 0.0f);
+    const float *buffers[] = {window.data() + head};
     collect(plugin->process(buffers, Vamp::RealTime::frame2RealTime(static_cast<long>(position), rate)), rate);
-    pending.erase(pending.begin(), pending.begin() + static_cast<long>(std::min(step, pending.size())));
+    head += std::min(step, tail - head);
     if (hooks.progress)
       hooks.progress(std::min<long long>(position + static_cast<long long>(step), read), info.frames);
   }
   if (sf_error(sf) != SF_ERR_NO_ERROR) {
-    r.error = "cannot read '" + file + "': " + sf_strerror(sf);
+    r.error = "cannot read " + quoted + ": " + sf_strerror(sf);
     return r;
   }
   if (read == 0) {
-    r.error = "'" + file + "' holds no audio";
+    r.error = quoted + " holds no audio";
     return r;
   }
   collect(plugin->getRemainingFeatures(), rate);
+  if (const long long bad = reader.nonFinite())
+    r.warnings.push_back(quoted + ": " + std::to_string(bad) +
+                         (bad == 1 ? " sample was not a number (NaN or infinite) and was taken as 0"
+                                   : " samples were not numbers (NaN or infinite) and were taken as 0"));
   r.seconds = static_cast<double>(read) / rate;
   return r;
 }

@@ -50,6 +50,17 @@ struct AnalysisResult {
 
 /// Analyses `file` ("-": standard input) with a plug-in instance of its own. Safe to call
 /// from several threads at once.
+///
+/// The plug-in sees the mean of the channels (summed in double, rounded to float) or the
+/// channel picked, in blocks of settings.blockSize frames, each starting stepSize frames
+/// after the one before, the last before the end, zeros past it. A NaN or infinite sample
+/// is taken as 0, before the mix, and the overview only ever sees finite values.
+///
+/// Errors name the file: "cannot read 'FILE': ..." (missing, unreadable, or refused by
+/// libsndfile, in its words), "'FILE' is a folder, not a recording", "'FILE' is empty (0
+/// bytes)", "'FILE' gives a sample rate of 0" (WAV, AU and CAF headers), "'FILE' holds no
+/// audio". Warnings: a sample rate outside 8 to 192 kHz; the count of samples of the
+/// analysed channels that were not finite.
 AnalysisResult analyse(const std::string &file, const AnalysisSettings &settings, const AnalysisHooks &hooks);
 
 /// Loads the host SDK's plug-in loader; call once before any thread analyses.

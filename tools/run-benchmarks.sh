@@ -3,19 +3,21 @@
 # measured in the same run (FFTW for the transforms, the C library for the vector maths,
 # plain loops compiled at -O3 and memcpy for the block kernels and the sample formats,
 # the standard library for text,
-# the SDK's example onset detector for the whole plug-in) and the real-time factors, then
-# the CPU time of vamp-simple-host over ten minutes of audio.
+# the SDK's example onset detector for the whole plug-in, vamp-simple-host for whole runs
+# of detect-transients) and the real-time factors, then the CPU time of vamp-simple-host
+# over ten minutes of audio.
 # Medians of five repetitions; run it on a quiet machine.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 "$top/tools/setup.sh"
 build="$top/build"
 cmake -S "$top" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build "$build" -j"$(nproc)" --target vecmath_bench fft_bench plugin_bench decision_bench kernels_bench formats_bench text_bench >/dev/null
+cmake --build "$build" -j"$(nproc)" --target vecmath_bench fft_bench plugin_bench decision_bench kernels_bench formats_bench text_bench \
+  tool_bench >/dev/null
 
 out=$(mktemp)
 trap 'rm -f "$out"' EXIT
-for b in vecmath_bench fft_bench kernels_bench formats_bench text_bench decision_bench plugin_bench; do
+for b in vecmath_bench fft_bench kernels_bench formats_bench text_bench decision_bench plugin_bench tool_bench; do
   "$build/bench/$b" --benchmark_repetitions=5 --benchmark_min_time=0.2 --benchmark_enable_random_interleaving=true \
     --benchmark_report_aggregates_only=true --benchmark_color=false >"$out" 2>/dev/null
   echo "== $b"
@@ -25,6 +27,11 @@ for b in vecmath_bench fft_bench kernels_bench formats_bench text_bench decision
     decision_bench | plugin_bench)
       grep -E '_median' "$out" | grep -E '/s$' |
         awk '{ print "  " $1 ": " $NF " seconds of audio per second (x real time)" }' || true
+      ;;
+    tool_bench)
+      # Counters: the children's CPU seconds a run, then seconds of audio per second of the clock.
+      grep -E '_median' "$out" |
+        awk '{ print "  " $1 ": " $NF " x real time by the clock, " $(NF - 1) " CPU seconds a run" }' || true
       ;;
   esac
 done
