@@ -20,39 +20,10 @@ namespace tools {
 
 namespace {
 
-// The names along absolutePath(path), from the root.
+// The names along an absolute form of `path`, from the root, without "." and with ".."
+// applied, as written: links are not followed, so that outputs mirror the names the user
+// gave.
 std::vector<std::string> components(const std::string &path) {
-  std::vector<std::string> parts;
-  const std::string full = absolutePath(path);
-  for (size_t start = 1; start < full.size();) {
-    const size_t end = std::min(full.find('/', start), full.size());
-    parts.push_back(full.substr(start, end - start));
-    start = end + 1;
-  }
-  return parts;
-}
-
-// The folders that lead to a file.
-std::vector<std::string> folders(const std::string &path) {
-  std::vector<std::string> parts = components(path);
-  if (!parts.empty())
-    parts.pop_back();
-  return parts;
-}
-
-std::string baseName(const std::string &path) {
-  const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string stem(const std::string &name) {
-  const size_t dot = name.rfind('.');
-  return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
-}
-
-} // namespace
-
-std::string absolutePath(const std::string &path) {
   std::string full = path;
   if (full.empty() || full[0] != '/') {
     char cwd[PATH_MAX];
@@ -70,8 +41,27 @@ std::string absolutePath(const std::string &path) {
     }
     start = end + 1;
   }
+  return parts;
+}
+
+// The folders that lead to a file.
+std::vector<std::string> folders(const std::string &path) {
+  std::vector<std::string> parts = components(path);
+  if (!parts.empty())
+    parts.pop_back();
+  return parts;
+}
+
+std::string stem(const std::string &name) {
+  const size_t dot = name.rfind('.');
+  return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
+}
+
+} // namespace
+
+std::string absolutePath(const std::string &path) {
   std::string out;
-  for (const std::string &part : parts)
+  for (const std::string &part : components(path))
     out += "/" + part;
   return out.empty() ? "/" : out;
 }

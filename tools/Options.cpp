@@ -84,16 +84,6 @@ long integer(const std::string &option, const char *text, long least, long most)
   return static_cast<long>(v);
 }
 
-std::string baseName(const std::string &path) {
-  const size_t slash = path.rfind('/');
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
-std::string extensionOf(const std::string &name) {
-  const size_t dot = name.rfind('.');
-  return dot == std::string::npos || dot == 0 ? std::string() : name.substr(dot);
-}
-
 // Whether `name` is one of the slices of `prefixName` (a slice prefix's last part) for an
 // input with `extension`: PREFIX-NNN.EXT with three digits or more.
 bool isSliceName(const std::string &name, const std::string &prefixName, const std::string &extension) {
@@ -146,7 +136,7 @@ void refuseOutputsOnInputs(const Options &o) {
     FileId folder;
     if (!fileIdOf(folderOf(o.slicePrefixes[i]), folder) || !inputsInFolder.count(folder))
       continue;
-    const std::string prefixName = baseName(o.slicePrefixes[i]), extension = extensionOf(baseName(o.files[i]));
+    const std::string prefixName = baseName(o.slicePrefixes[i]), extension = extensionOf(o.files[i]);
     for (size_t j : inputsInFolder[folder])
       if (isSliceName(baseName(o.files[j]), prefixName, extension))
         usageError("--slice: a slice of '" + o.files[i] + "' would be written as '" + o.files[j] +

@@ -69,11 +69,6 @@ bool copyFrames(SNDFILE *in, SNDFILE *out, sf_count_t count, Carrier carrier, st
   return true;
 }
 
-std::string extensionOf(const std::string &file) {
-  const size_t slash = file.rfind('/'), dot = file.rfind('.');
-  return dot == std::string::npos || (slash != std::string::npos && dot < slash) ? std::string() : file.substr(dot);
-}
-
 } // namespace
 
 bool writeSlices(const std::string &file, const std::vector<long> &frames, long preRoll, const std::string &prefix,

@@ -109,6 +109,16 @@ std::string folderOf(const std::string &path) {
   return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
 }
 
+std::string baseName(const std::string &path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string extensionOf(const std::string &path) {
+  const size_t slash = path.rfind('/'), dot = path.rfind('.');
+  return dot == std::string::npos || (slash != std::string::npos && dot < slash) ? std::string() : path.substr(dot);
+}
+
 OutputTarget resolveOutput(const std::string &path) {
   OutputTarget t;
   t.path = path;

@@ -40,6 +40,10 @@ bool fileIdOf(const std::string &path, FileId &id);
 
 /// The folder `path` lies in, as written ("." for a bare name).
 std::string folderOf(const std::string &path);
+/// The last part of `path`.
+std::string baseName(const std::string &path);
+/// The extension of the last part of `path`, its dot included; empty when it has none.
+std::string extensionOf(const std::string &path);
 
 /// Where an output path leads once its symbolic links are followed, and what is there.
 struct OutputTarget {
