@@ -252,6 +252,13 @@ void DocumentWriter::endFile() {
   _held.transients = {};
 }
 
+void DocumentWriter::addFile(const FileTransients &f) {
+  beginFile(f.file, f.sampleRate);
+  for (const Transient &t : f.transients)
+    add(t);
+  endFile();
+}
+
 void DocumentWriter::finish() {
   if (_begun && _format == Format::Json && _several)
     _out += "\n]\n";
@@ -262,12 +269,8 @@ std::string DocumentWriter::take() { return std::exchange(_out, std::string()); 
 std::string formatTransients(Format format, const std::vector<const FileTransients *> &files, bool several,
                              int midiNote) {
   DocumentWriter writer(format, several, midiNote);
-  for (const FileTransients *f : files) {
-    writer.beginFile(f->file, f->sampleRate);
-    for (const Transient &t : f->transients)
-      writer.add(t);
-    writer.endFile();
-  }
+  for (const FileTransients *f : files)
+    writer.addFile(*f);
   writer.finish();
   return writer.take();
 }

@@ -60,6 +60,8 @@ public:
   void beginFile(const std::string &file, int sampleRate);
   void add(const Transient &t);
   void endFile();
+  /// A whole file's part: beginFile, add for each transient, endFile.
+  void addFile(const FileTransients &f);
   /// Closes the document.
   void finish();
 

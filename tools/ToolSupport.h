@@ -78,9 +78,6 @@ public:
   /// The open file; null before open() and after commit().
   std::FILE *file() const { return _file; }
 
-  /// The temporary's name; empty for a stream.
-  const std::string &temporary() const { return _temporary; }
-
   /// Records `input` with the file as the input it was made from (recordedInput reads it
   /// back). Where the file system keeps no such note, nothing is recorded.
   void recordInput(const std::string &input);

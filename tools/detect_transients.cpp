@@ -206,7 +206,7 @@ private:
   std::FILE *_file;
   bool _terminal, _flushEach;
   Progress &_progress;
-  std::atomic<bool> _failed{false};
+  bool _failed = false; // written by one thread at a time: the one that holds the order
   int _code = 0;
 };
 
@@ -279,10 +279,7 @@ int writeOneDocument(const Options &o, Progress &progress) {
           failed = true;
         } else {
           ++analysed;
-          writer.beginFile(f.transients.file, f.transients.sampleRate);
-          for (const Transient &t : f.transients.transients)
-            writer.add(t);
-          writer.endFile();
+          writer.addFile(f.transients);
           sink.write(writer.take());
         }
         f = FileResult();
