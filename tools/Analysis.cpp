@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -160,6 +161,104 @@ private:
   long long _nonFinite = 0;
 };
 
+// 10^(db/20) from the four basic operations alone, which IEEE arithmetic rounds alike
+// everywhere: the dither's level must be the same bits on every machine, and the C
+// library's pow may differ in its last bit. e^y = (e^(y/2^k))^(2^k), with a series for the
+// small e^(y/2^k).
+double gainOf(double db) {
+  double y = db / 20.0 * 2.302585092994046;
+  int halvings = 0;
+  for (; y > 0.5 || y < -0.5; ++halvings)
+    y /= 2.0;
+  double term = 1.0, sum = 1.0;
+  for (int i = 1; i < 20; ++i)
+    sum += (term *= y / i);
+  while (halvings-- > 0)
+    sum *= sum;
+  return sum;
+}
+
+// An integer hash with good avalanche (every input bit moves every output bit with odds
+// near one half), so that consecutive frame numbers give independent noise.
+uint32_t scramble(uint32_t x) {
+  x ^= x >> 16;
+  x *= 0x7feb352dU;
+  x ^= x >> 15;
+  x *= 0x846ca68bU;
+  x ^= x >> 16;
+  return x;
+}
+
+// The low 32 bits of a * b in each lane (SSE2 multiplies only the even lanes, to 64 bits).
+__m128i multiplyLanes(__m128i a, __m128i b) {
+  const __m128i even = _mm_mul_epu32(a, b);
+  const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(a, 32), _mm_srli_epi64(b, 32));
+  return _mm_unpacklo_epi32(_mm_shuffle_epi32(even, _MM_SHUFFLE(0, 0, 2, 0)),
+                            _mm_shuffle_epi32(odd, _MM_SHUFFLE(0, 0, 2, 0)));
+}
+
+// scramble() in four lanes.
+__m128i scrambleLanes(__m128i x) {
+  x = _mm_xor_si128(x, _mm_srli_epi32(x, 16));
+  x = multiplyLanes(x, _mm_set1_epi32(0x7feb352d));
+  x = _mm_xor_si128(x, _mm_srli_epi32(x, 15));
+  x = multiplyLanes(x, _mm_set1_epi32(static_cast<int32_t>(0x846ca68bU)));
+  return _mm_xor_si128(x, _mm_srli_epi32(x, 16));
+}
+
+// Watches the analysed signal for stretches no louder than the noise floor, where the
+// detector's envelopes settle on the floor and its curves can go exactly flat: a curve
+// without a dip before the next rise leaves that rise measured from long before, too
+// shallow to count, and the transient is lost.
+class SilenceWatch {
+public:
+  SilenceWatch(float noiseFloorDb)
+      : _floor(static_cast<float>(std::pow(10.0, noiseFloorDb * 0.05))), _least(freezingSilenceFrames(noiseFloorDb)) {}
+
+  void add(const float *x, size_t n) {
+    const __m128 floor = _mm_set1_ps(_floor), magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF));
+    size_t i = 0;
+    while (i < n) {
+      // Four quiet samples at a time while the run goes on, one at a time where it may end.
+      if (i + 4 <= n &&
+          _mm_movemask_ps(_mm_cmple_ps(_mm_and_ps(_mm_loadu_ps(x + i), magnitude), floor)) == 0xF) {
+        _run += 4;
+        i += 4;
+        continue;
+      }
+      const size_t end = std::min(n, i + 4);
+      for (; i < end; ++i)
+        step(x[i], i);
+    }
+    _seen += static_cast<long long>(n);
+  }
+
+  long long stretches = 0, frames = 0; // the long stretches followed by sound
+  long long firstEnd = -1;             // where the first of them ends
+
+private:
+  void step(float v, size_t i) {
+    if (std::fabs(v) <= _floor) {
+      ++_run;
+      return;
+    }
+    // Silence from the start is measured from the envelopes' start at zero, which
+    // settle on the floor after some 34,000 frames at any floor (measured as above).
+    const bool leading = _run == _seen + static_cast<long long>(i);
+    if (_run >= (leading ? std::max<long long>(_least, 30000) : _least)) {
+      ++stretches;
+      frames += _run;
+      if (firstEnd < 0)
+        firstEnd = _seen + static_cast<long long>(i);
+    }
+    _run = 0;
+  }
+
+  const float _floor; // as the plug-in rounds it
+  const long long _least;
+  long long _run = 0, _seen = 0;
+};
+
 // libsndfile refuses a header that gives a sample rate of 0 with an internal message
 // ("SF_INFO struct incomplete"). The headers most often written by hand or by broken
 // recorders say their rate at a fixed place: WAV (RIFF, RIFX, RF64) in its "fmt " chunk,
@@ -203,6 +302,52 @@ std::string reason(int error) {
 }
 
 } // namespace
+
+void addDither(float *x, size_t n, long long firstFrame, float noiseFloorDb, double levelDb, int sampleRate) {
+  // White noise spreads its power evenly up to half the rate; only the share below the
+  // detector's top band edge, 5 kHz, reaches its bands. The total is scaled so that this
+  // share has the level asked for, at any rate.
+  const double analysed = 5000.0, nyquist = sampleRate / 2.0;
+  const double rms = gainOf(noiseFloorDb) * gainOf(levelDb) * std::sqrt(nyquist > analysed ? nyquist / analysed : 1.0);
+  // The sum of two uniform 16-bit numbers, less its mean, is triangular over +-65535
+  // with a variance of 65535^2 / 6.
+  const float scale = static_cast<float>(rms * std::sqrt(6.0) / 65535.0);
+  constexpr uint32_t Seed = 0x5EED0D17U;
+  const __m128 scales = _mm_set1_ps(scale);
+  const __m128i low16 = _mm_set1_epi32(0xFFFF), mean = _mm_set1_epi32(65535);
+  size_t i = 0;
+  while (i < n) {
+    const uint64_t frame = static_cast<uint64_t>(firstFrame) + i;
+    const uint32_t key = scramble(static_cast<uint32_t>(frame >> 32) + Seed);
+    const uint32_t low = static_cast<uint32_t>(frame);
+    // Four frames at a time while they share the upper half of their number; the same
+    // integer steps and the one rounding multiply as the single frames below.
+    if (i + 4 <= n && low <= 0xFFFFFFFCU) {
+      const __m128i h = scrambleLanes(_mm_xor_si128(
+          _mm_add_epi32(_mm_set1_epi32(static_cast<int32_t>(low)), _mm_set_epi32(3, 2, 1, 0)),
+          _mm_set1_epi32(static_cast<int32_t>(key))));
+      const __m128i triangular = _mm_sub_epi32(_mm_add_epi32(_mm_and_si128(h, low16), _mm_srli_epi32(h, 16)), mean);
+      _mm_storeu_ps(x + i, _mm_add_ps(_mm_loadu_ps(x + i), _mm_mul_ps(_mm_cvtepi32_ps(triangular), scales)));
+      i += 4;
+      continue;
+    }
+    const uint32_t h = scramble(low ^ key);
+    const auto triangular = static_cast<int32_t>(h & 0xFFFFU) + static_cast<int32_t>(h >> 16) - 65535;
+    x[i] += static_cast<float>(triangular) * scale;
+    ++i;
+  }
+}
+
+long long freezingSilenceFrames(float noiseFloorDb) {
+  // Measured (frames from the end of a pluck or a drum hit until the slow curve stopped
+  // moving, the shortest at each floor, at 44.1, 48 and 96 kHz): 7,100 at -40 dB, 16,000
+  // at -60 dB, 22,200 at -70 dB, 30,700 at -100 dB. The envelopes fall towards the floor
+  // by a fixed share per hop, so a lower floor takes longer; these lines lie just below
+  // the measurements.
+  const double belowDefault = -60.0 - noiseFloorDb;
+  const double frames = 16000.0 + (belowDefault < 0.0 ? 450.0 : 350.0) * belowDefault;
+  return std::max(1000LL, static_cast<long long>(frames));
+}
 
 std::mutex &libraryLock() {
   static std::mutex lock;
@@ -297,6 +442,7 @@ AnalysisResult analyse(const std::string &file, const AnalysisSettings &o, const
   // the step. Reading stops as soon as a block is there, give or take one read: a live
   // stream's transients come out as soon as its samples do.
   MonoReader reader(sf, info.channels, o.channel);
+  SilenceWatch silence(o.noiseFloor);
   std::vector<float> window(block + std::max(block, ReadFrames));
   size_t head = 0, tail = 0;
   bool ended = false;
@@ -314,6 +460,10 @@ AnalysisResult analyse(const std::string &file, const AnalysisSettings &o, const
       if (hooks.overview)
         for (size_t i = tail; i < tail + got; ++i)
           hooks.overview->add(window[i]);
+      if (o.dither)
+        addDither(window.data() + tail, got, read, o.noiseFloor, o.ditherDb, info.samplerate);
+      else
+        silence.add(window.data() + tail, got);
       tail += got;
       read += static_cast<long long>(got);
       ended = got == 0;
@@ -341,6 +491,18 @@ AnalysisResult analyse(const std::string &file, const AnalysisSettings &o, const
     r.warnings.push_back(quoted + ": " + std::to_string(bad) +
                          (bad == 1 ? " sample was not a number (NaN or infinite) and was taken as 0"
                                    : " samples were not numbers (NaN or infinite) and were taken as 0"));
+  if (silence.stretches) {
+    char text[320];
+    std::snprintf(text, sizeof text,
+                  ": %.1f s of silence (no louder than the noise floor, %g dB) in %lld stretch%s of %.2f s or "
+                  "more; transients after %.2f s may be missed, as the detector stalls in long silence "
+                  "(--dither avoids this)",
+                  static_cast<double>(silence.frames) / rate, static_cast<double>(o.noiseFloor), silence.stretches,
+                  silence.stretches == 1 ? "" : "es", static_cast<double>(freezingSilenceFrames(o.noiseFloor)) / rate,
+                  static_cast<double>(silence.firstEnd) / rate);
+    r.warnings.push_back(quoted + text);
+    r.silenceWarned = true;
+  }
   r.seconds = static_cast<double>(read) / rate;
   return r;
 }

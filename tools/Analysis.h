@@ -10,6 +10,7 @@
 
 #include "OutputFormats.h"
 
+#include <cstddef>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -26,7 +27,24 @@ struct AnalysisSettings {
   long blockSize = 65536;
   long stepSize = 65536; ///< at most blockSize
   int channel = 0;       ///< 1 is the first; 0: the mean of the channels
+  bool dither = false;   ///< add the noise of ditherNoise() before the plug-in sees the audio
+  double ditherDb = DefaultDitherDb;
+
+  /// The level of --dither without a value, in dB above the noise floor.
+  static constexpr double DefaultDitherDb = -1.0;
 };
+
+/// The dither that keeps the detector's curves moving in digital silence: triangular
+/// white noise from a fixed sequence (sample n of every file gets the same value, on every
+/// run and machine), at `levelDb` above `noiseFloorDb` in the range the detector analyses
+/// (up to 5 kHz), so that it does the same at every sample rate. Adds it to x[0, n), the
+/// frames from `firstFrame` on.
+void addDither(float *x, size_t n, long long firstFrame, float noiseFloorDb, double levelDb, int sampleRate);
+
+/// The shortest stretch of silence, in frames at any rate, after which the detector's
+/// curves may have frozen, at a noise floor of `noiseFloorDb`: measured on hits ending in
+/// digital silence; a louder ending, or a lower floor, takes longer.
+long long freezingSilenceFrames(float noiseFloorDb);
 
 /// What an analysis calls on its own thread while it runs. Each may be empty.
 struct AnalysisHooks {
@@ -45,6 +63,7 @@ struct AnalysisHooks {
 struct AnalysisResult {
   std::string error;                 ///< empty on success; else names the file and the cause
   std::vector<std::string> warnings; ///< things the user should know of a file that was analysed
+  bool silenceWarned = false;        ///< one of them is the warning of long silence
   double seconds = 0.0;              ///< of audio analysed
 };
 
@@ -60,7 +79,9 @@ struct AnalysisResult {
 /// libsndfile, in its words), "'FILE' is a folder, not a recording", "'FILE' is empty (0
 /// bytes)", "'FILE' gives a sample rate of 0" (WAV, AU and CAF headers), "'FILE' holds no
 /// audio". Warnings: a sample rate outside 8 to 192 kHz; the count of samples of the
-/// analysed channels that were not finite.
+/// analysed channels that were not finite; without dither, silence (samples no louder
+/// than the noise floor) lasting freezingSilenceFrames() or more before sound (30,000
+/// frames at least at the start of the file), after which transients may be missed.
 AnalysisResult analyse(const std::string &file, const AnalysisSettings &settings, const AnalysisHooks &hooks);
 
 /// Loads the host SDK's plug-in loader; call once before any thread analyses.

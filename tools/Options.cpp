@@ -25,6 +25,9 @@ const char *const Usage =
     "\n"
     "  --threshold PERCENT   attack threshold, 0 to 100 (default 12)\n"
     "  --noise-floor DB      noise floor in decibels, -100 to -20 (default -60)\n"
+    "  --dither [DB]         add quiet noise before analysing, DB above the noise floor,\n"
+    "                        -30 to 40 (default -1): transients after long digital silence\n"
+    "                        are found (the output of --slice stays the original audio)\n"
     "  --block-size N        samples per block, 1 to 1048576 (default 65536)\n"
     "  --step-size N         samples per step, 1 to the block size (default: the block size)\n"
     "  --channel N           analyse channel N (1 is the first) instead of the mix\n"
@@ -195,6 +198,15 @@ Options parseOptions(int argc, char **argv) {
       o.analysis.threshold = static_cast<float>(number(a, takes(), 0.0, 100.0));
     } else if (a == "--noise-floor") {
       o.analysis.noiseFloor = static_cast<float>(number(a, takes(), -100.0, -20.0));
+    } else if (a == "--dither") {
+      // The level is optional: a next argument that reads as a number is taken as one.
+      double level = 0.0;
+      std::string problem;
+      o.analysis.dither = true;
+      if (hasAttached)
+        o.analysis.ditherDb = number(a, value, -30.0, 40.0);
+      else if (value && parseNumber(value, -1e300, 1e300, level, problem))
+        o.analysis.ditherDb = number(a, takes(), -30.0, 40.0);
     } else if (a == "--block-size") {
       o.analysis.blockSize = integer(a, takes(), 1, 1 << 20);
     } else if (a == "--step-size") {

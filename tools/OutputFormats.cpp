@@ -191,8 +191,8 @@ const char *formatExtension(Format format) { return entry(format).extension; }
 
 bool holdsSeveralFiles(Format format) { return entry(format).several; }
 
-DocumentWriter::DocumentWriter(Format format, bool several, int midiNote)
-    : _format(format), _several(several), _midiNote(midiNote) {}
+DocumentWriter::DocumentWriter(Format format, bool several, int midiNote, RunNotes notes)
+    : _format(format), _several(several), _midiNote(midiNote), _notes(notes) {}
 
 void DocumentWriter::beginFile(const std::string &file, int sampleRate) {
   if (!_begun) {
@@ -210,8 +210,15 @@ void DocumentWriter::beginFile(const std::string &file, int sampleRate) {
   _held.transients.clear();
   if (_format == Format::Text && _several)
     _out += "# " + textLine(file) + "\n";
-  if (_format == Format::Json)
-    _out += "{\"file\": " + jsonString(file) + ", \"sampleRate\": " + std::to_string(sampleRate) + ", \"transients\": [";
+  if (_format == Format::Json) {
+    _out += "{\"file\": " + jsonString(file) + ", \"sampleRate\": " + std::to_string(sampleRate);
+    if (_notes.dither) {
+      char level[32];
+      std::snprintf(level, sizeof level, ", \"ditherDb\": %g", _notes.ditherDb);
+      _out += level;
+    }
+    _out += ", \"transients\": [";
+  }
 }
 
 void DocumentWriter::add(const Transient &t) {
@@ -267,8 +274,8 @@ void DocumentWriter::finish() {
 std::string DocumentWriter::take() { return std::exchange(_out, std::string()); }
 
 std::string formatTransients(Format format, const std::vector<const FileTransients *> &files, bool several,
-                             int midiNote) {
-  DocumentWriter writer(format, several, midiNote);
+                             int midiNote, RunNotes notes) {
+  DocumentWriter writer(format, several, midiNote, notes);
   for (const FileTransients *f : files)
     writer.addFile(*f);
   writer.finish();

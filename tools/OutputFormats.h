@@ -28,6 +28,13 @@ struct FileTransients {
 
 enum class Format { Text, Csv, Json, Labels, Sv, Midi };
 
+/// How the run analysed its files, as far as a document records it: JSON gives each file
+/// "ditherDb" (the level above the noise floor) when the audio was dithered.
+struct RunNotes {
+  bool dither = false;
+  double ditherDb = 0.0;
+};
+
 /// The format called `name` (text, csv, json, labels, sv, midi); false for any other name.
 bool parseFormat(const std::string &name, Format &format);
 
@@ -55,7 +62,7 @@ bool holdsSeveralFiles(Format format);
 /// os.fsencode gives it back), XML as the text \xXX.
 class DocumentWriter {
 public:
-  DocumentWriter(Format format, bool several, int midiNote = 36);
+  DocumentWriter(Format format, bool several, int midiNote = 36, RunNotes notes = {});
 
   void beginFile(const std::string &file, int sampleRate);
   void add(const Transient &t);
@@ -72,6 +79,7 @@ private:
   Format _format;
   bool _several;
   int _midiNote;
+  RunNotes _notes;
   bool _begun = false;      // the document's start is out
   bool _firstInFile = true; // no transient of the current file yet
   FileTransients _held;     // a layer's or a MIDI file's transients until its end
@@ -81,7 +89,7 @@ private:
 /// One whole document of the transients of `files`, in their order, as DocumentWriter
 /// makes it.
 std::string formatTransients(Format format, const std::vector<const FileTransients *> &files,
-                             bool several, int midiNote = 36);
+                             bool several, int midiNote = 36, RunNotes notes = {});
 
 /// The input file named at the start of a JSON document or a Sonic Visualiser layer of
 /// this tool (`head`: its first bytes); empty when it names none.

@@ -49,6 +49,13 @@ struct FileResult {
   AnalysisResult analysis;
 };
 
+RunNotes notesOf(const Options &o) {
+  RunNotes notes;
+  notes.dither = o.analysis.dither;
+  notes.ditherDb = o.analysis.ditherDb;
+  return notes;
+}
+
 // Analyses files[i] and cuts it into slices when asked; `hooks` may add to the collection
 // of transients, which this always does.
 FileResult analyseFile(const Options &o, size_t i, AnalysisHooks hooks) {
@@ -95,7 +102,13 @@ void inParallel(size_t count, unsigned jobs, const std::atomic<bool> &stop, cons
     t.join();
 }
 
+// Files warned of long silence, for the line that sums them up: warnings are not progress,
+// so -q keeps both.
+std::atomic<size_t> silentFiles{0};
+
 void report(Progress &progress, const AnalysisResult &a) {
+  if (a.silenceWarned)
+    ++silentFiles;
   for (const std::string &w : a.warnings)
     progress.message("warning: " + w);
   if (!a.error.empty())
@@ -149,7 +162,7 @@ int writeEach(const Options &o, Progress &progress) {
     FileResult r = analyseFile(o, i, AnalysisHooks());
     std::string problem = r.analysis.error;
     if (problem.empty()) {
-      const std::string document = formatTransients(o.format, {&r.transients}, false, o.midiNote);
+      const std::string document = formatTransients(o.format, {&r.transients}, false, o.midiNote, notesOf(o));
       TemporaryFile out;
       if (makeDirectories(folderOf(o.outputs[i]), problem) && out.open(o.outputs[i], problem)) {
         out.recordInput(absolutePath(o.files[i]));
@@ -223,7 +236,7 @@ int writeOneDocument(const Options &o, Progress &progress) {
   }
   const bool single = o.share.size() == 1;
   Sink sink(o.output.empty() ? stdout : output.file(), single, progress);
-  DocumentWriter writer(o.format, o.share.size() > 1, o.midiNote);
+  DocumentWriter writer(o.format, o.share.size() > 1, o.midiNote, notesOf(o));
   bool failed = false;
   size_t analysed = 0;
   std::atomic<bool> stop{false};
@@ -341,5 +354,11 @@ int main(int argc, char **argv) {
     return 0;
   }
   prepareAnalysis(); // before the threads
-  return o.naming.dir.empty() ? writeOneDocument(o, progress) : writeEach(o, progress);
+  const int status = o.naming.dir.empty() ? writeOneDocument(o, progress) : writeEach(o, progress);
+  if (o.share.size() > 1 && silentFiles > 0)
+    std::fprintf(stderr,
+                 "detect-transients: warning: %zu of %zu files have long silence after which transients may be "
+                 "missed (--dither finds them)\n",
+                 silentFiles.load(), o.share.size());
+  return status;
 }

@@ -2,9 +2,15 @@
 //
 // Writes a mono 16-bit WAV file of a short drum pattern: kick, snare and hi-hat hits
 // over a quiet sustained chord, every sample computed here, and prints the time of each
-// hit, so the detector's output can be set beside what was played.
+// hit, so the detector's output can be set beside what was played. With --train, it
+// writes instead what sample packs, drum-machine renders and gated takes are made of:
+// plucked notes (0.4 s, fading out over the last 0.3 s) or drum hits (cut off as a
+// one-shot sample ends), each followed by GAP seconds of digital silence, or, with
+// --noise, of white noise at that level (in dB below full scale, added throughout); the
+// first hit comes after --lead seconds of the same (0.5).
 //
 //   make-example-recording OUT.wav [--rate HZ] [--seconds S] [--seed N]
+//       [--train pluck|drums --gap GAP [--hits N] [--lead S] [--noise DB]]
 //
 //===----------------------------------------------------------------------===//
 #include "ToolSupport.h"
@@ -27,6 +33,11 @@ struct Options {
   double rate = 44100.0;
   double seconds = 12.0;
   unsigned long seed = 1;
+  std::string train; // empty: the drum pattern over a chord
+  double gap = 0.0;
+  double lead = 0.5; // silence before the first hit
+  int hits = 20;
+  double noiseDb = 0.0; // 0: none
 };
 
 [[noreturn]] void fail(const std::string &message) {
@@ -53,6 +64,18 @@ Options parse(int argc, char **argv) {
       o.seconds = number("--seconds", value, 1, 3600), ++i;
     } else if (arg == "--seed") {
       o.seed = static_cast<unsigned long>(number("--seed", value, 0, 4294967295.0)), ++i;
+    } else if (arg == "--train") {
+      if (!value || (std::strcmp(value, "pluck") && std::strcmp(value, "drums")))
+        fail("--train: give pluck or drums");
+      o.train = value, ++i;
+    } else if (arg == "--gap") {
+      o.gap = number("--gap", value, 0, 600), ++i;
+    } else if (arg == "--lead") {
+      o.lead = number("--lead", value, 0, 600), ++i;
+    } else if (arg == "--hits") {
+      o.hits = static_cast<int>(number("--hits", value, 1, 100000)), ++i;
+    } else if (arg == "--noise") {
+      o.noiseDb = number("--noise", value, -140, -1), ++i;
     } else if (!arg.empty() && arg[0] == '-') {
       fail("unknown option '" + arg + "'");
     } else if (o.output.empty()) {
@@ -62,7 +85,8 @@ Options parse(int argc, char **argv) {
     }
   }
   if (o.output.empty())
-    fail("usage: make-example-recording OUT.wav [--rate HZ] [--seconds S] [--seed N]");
+    fail("usage: make-example-recording OUT.wav [--rate HZ] [--seconds S] [--seed N] "
+         "[--train pluck|drums --gap GAP [--hits N] [--lead S] [--noise DB]]");
   return o;
 }
 
@@ -106,6 +130,26 @@ void addHit(std::vector<float> &out, double rate, std::size_t start, Drum drum, 
   }
 }
 
+// A plucked string (Karplus-Strong) at middle C: a burst of noise circulating in a delay
+// line of one period, averaged on each pass; 0.4 s long, fading linearly to zero over its
+// last 0.3 s, as "synth 0.4 pluck C4 fade 0 0.4 0.3" makes it in sox.
+void addPluck(std::vector<float> &out, double rate, std::size_t start, Noise &noise) {
+  const auto period = static_cast<std::size_t>(std::lround(rate / 261.63));
+  const auto n = static_cast<std::size_t>(0.4 * rate), fadeFrom = static_cast<std::size_t>(0.1 * rate);
+  std::vector<float> line(period);
+  for (float &v : line)
+    v = noise.next();
+  float previous = 0.0f;
+  for (std::size_t i = 0; i < n && start + i < out.size(); ++i) {
+    float &slot = line[i % period];
+    const float v = slot;
+    slot = 0.498f * (v + previous);
+    previous = v;
+    const float fade = i < fadeFrom ? 1.0f : static_cast<float>(n - i) / static_cast<float>(n - fadeFrom);
+    out[start + i] += 0.7f * v * fade;
+  }
+}
+
 void put16(std::FILE *f, uint16_t v) {
   const unsigned char b[2] = {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8)};
   std::fwrite(b, 1, 2, f);
@@ -136,6 +180,18 @@ bool writeWav(std::FILE *f, const std::vector<float> &samples, uint32_t rate) {
   return !std::ferror(f);
 }
 
+// Writes the file through a temporary and a rename (a failed write leaves nothing behind)
+// and prints the hits.
+int finish(const Options &o, const std::vector<float> &out, uint32_t rate, const std::string &hits) {
+  tools::removeTemporariesOnSignal();
+  std::string error;
+  if (!tools::writeThroughTemporary(
+          o.output, [&](std::FILE *f) { return writeWav(f, out, rate); }, error))
+    fail(error);
+  std::fputs(hits.c_str(), stdout);
+  return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -143,6 +199,38 @@ int main(int argc, char **argv) {
   const auto rate = static_cast<uint32_t>(o.rate);
   std::vector<float> out(static_cast<std::size_t>(o.seconds * o.rate), 0.0f);
   Noise noise{static_cast<uint32_t>(o.seed)};
+  if (!o.train.empty()) {
+    // Each hit begins a whole number of frames in, so that the hit times are exact.
+    const bool pluck = o.train == "pluck";
+    const Drum kit[] = {Drum::Kick, Drum::Snare, Drum::HiHat};
+    std::vector<std::size_t> starts;
+    std::size_t at = static_cast<std::size_t>(o.lead * o.rate);
+    for (int h = 0; h < o.hits; ++h) {
+      starts.push_back(at);
+      const double length = pluck ? 0.4 : kit[h % 3] == Drum::Kick ? 0.45 : kit[h % 3] == Drum::Snare ? 0.3 : 0.08;
+      at += static_cast<std::size_t>(length * o.rate) + static_cast<std::size_t>(o.gap * o.rate);
+    }
+    out.assign(at, 0.0f);
+    std::string hits = "# hits of " + o.output + " (seconds, " + (pluck ? "note" : "drum") + ")\n";
+    for (std::size_t h = 0; h < starts.size(); ++h) {
+      const Drum drum = kit[h % 3];
+      if (pluck)
+        addPluck(out, o.rate, starts[h], noise);
+      else
+        addHit(out, o.rate, starts[h], drum, drum == Drum::HiHat ? 0.5f : 0.8f, noise);
+      char line[64];
+      std::snprintf(line, sizeof line, "%.6f\t%s\n", static_cast<double>(starts[h]) / o.rate,
+                    pluck ? "C4" : drum == Drum::Kick ? "kick" : drum == Drum::Snare ? "snare" : "hi-hat");
+      hits += line;
+    }
+    if (o.noiseDb != 0.0) {
+      // Uniform noise of that RMS level: its peak is sqrt(3) times the RMS.
+      const float peak = static_cast<float>(std::sqrt(3.0) * std::pow(10.0, o.noiseDb / 20.0));
+      for (float &v : out)
+        v += peak * noise.next();
+    }
+    return finish(o, out, rate, hits);
+  }
 
   // A soft A minor chord underneath, so the hits stand on a signal rather than silence.
   const double chord[] = {220.0, 261.63, 329.63};
@@ -176,12 +264,5 @@ int main(int argc, char **argv) {
     hits += line;
   }
 
-  // Through a temporary file and a rename: a failed write leaves nothing behind.
-  tools::removeTemporariesOnSignal();
-  std::string error;
-  if (!tools::writeThroughTemporary(
-          o.output, [&](std::FILE *f) { return writeWav(f, out, rate); }, error))
-    fail(error);
-  std::fputs(hits.c_str(), stdout);
-  return 0;
+  return finish(o, out, rate, hits);
 }

@@ -521,6 +521,75 @@ class KeepsTheUsersData(unittest.TestCase):
         self.assertTrue(shown.endswith('\r\x1b[K'), repr(shown[-40:]))  # and erased at the end
 
 
+class LongSilence(unittest.TestCase):
+    """The warning of silence long enough to freeze the detector's curves, and --dither."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.dir = tempfile.mkdtemp(prefix='silence-')
+
+    def train(self, name, rate, gap_frames, lead_frames=None, hits=2):
+        path = os.path.join(self.dir, name)
+        make(path, '--train', 'drums', '--rate', str(rate), '--hits', str(hits), '--gap', repr(gap_frames / rate),
+             '--lead', repr((lead_frames if lead_frames is not None else rate // 4) / rate))
+        return path
+
+    def test_warned_from_the_measured_length_on(self):
+        # (rate, floor, frames of silence between hits, frames before the first, warned); the first hit, a
+        # kick, is cut off well above the floor, so the silence is its gap.
+        cases = [(44100, -60, 15500, None, False), (44100, -60, 16500, None, True),
+                 (96000, -60, 15500, None, False), (96000, -60, 16500, None, True),
+                 (44100, -40, 6500, None, False), (44100, -40, 7500, None, True),
+                 (48000, -80, 22500, None, False), (48000, -80, 23500, None, True),
+                 (44100, -60, 100, 29000, False), (44100, -60, 100, 31000, True)]  # silence from the start
+        for rate, floor, gap, lead, warned in cases:
+            with self.subTest(rate=rate, floor=floor, gap=gap, lead=lead):
+                path = self.train(f'{rate}-{-floor}-{gap}-{lead}.wav', rate, gap, lead)
+                r = run(path, '--noise-floor', str(floor))
+                self.assertEqual(r.returncode, 0, r.stderr)
+                self.assertEqual('may be missed' in r.stderr, warned, r.stderr)
+
+    def test_the_warning_says_where_and_what_to_do(self):
+        path = self.train('gaps.wav', 44100, 44100, hits=3)
+        quiet = self.train('short.wav', 44100, 4410, hits=3)
+        alone = self.train('alone.wav', 44100, 10 * 44100, hits=1)  # silence after the last hit costs nothing
+        for args in ((path,), (path, '-q')):
+            r = run(*args)
+            self.assertEqual(r.returncode, 0, r.stderr)
+            line, = r.stderr.splitlines()
+            self.assertRegex(line, r"^detect-transients: warning: '.*gaps\.wav': 2\.0 s of silence .* in 2 stretches "
+                                   r"of 0\.36 s or more; transients after 1\.70 s may be missed.*--dither")
+        r = run(path, quiet, alone, '-q', '--format', 'csv')
+        self.assertEqual(r.returncode, 0, r.stderr)
+        self.assertEqual(len(r.stderr.splitlines()), 2, r.stderr)
+        self.assertIn('1 of 3 files have long silence', r.stderr)
+        dithered = run(path, '--dither')
+        self.assertEqual((dithered.returncode, dithered.stderr), (0, ''))
+
+    def test_dither_finds_the_hits_and_changes_only_what_is_analysed(self):
+        path = self.train('lost.wav', 48000, 2 * 48000, hits=4)
+        plain, dithered = (read_back('-', run(path, *args).stdout)[1] for args in ((), ('--dither',)))
+        self.assertEqual(len(plain), 1)
+        self.assertEqual(len(dithered), 4)
+        # The same at any block size (the strengths to the rounding of the filter's blocks): the noise
+        # belongs to the frame, not to the read.
+        self.assertEqual([f for _, f, _ in read_back('-', run(path, '--dither', '--block-size', '1000').stdout)[1]],
+                         [f for _, f, _ in dithered])
+        louder = read_back('-', run(path, '--dither=3').stdout)[1]
+        self.assertNotEqual(louder, dithered)
+        r = run(path, '--dither', '-3', '--format', 'json', '--slice', os.path.join(self.dir, 'cut'))
+        self.assertEqual(r.returncode, 0, r.stderr)
+        document = json.loads(r.stdout)
+        self.assertEqual((document['ditherDb'], len(document['transients'])), (-3, 4))
+        self.assertNotIn('ditherDb', json.loads(run(path, '--format', 'json').stdout))
+        pieces = sorted(os.listdir(os.path.join(self.dir, 'cut')))
+        self.assertEqual(len(pieces), 5)
+        joined = sum((read_sound(os.path.join(self.dir, 'cut', p), False) for p in pieces), [])
+        self.assertEqual(joined, read_sound(path, False))  # the original audio, not the dithered
+        for bad in ('--dither=41', '--dither=-31', '--dither=loud'):
+            self.assertEqual(run(path, bad).returncode, 2, bad)
+
+
 class ReadmeExamples(unittest.TestCase):
     """The README's commands, run by the shell as written in a folder holding what they name."""
 
