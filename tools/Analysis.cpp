@@ -3,6 +3,8 @@
 
 #include "Plot.h"
 
+#include "engine/core/dsp/Conversions.h"
+
 #include <vamp-hostsdk/PluginLoader.h>
 
 #include <sndfile.h>
@@ -212,8 +214,11 @@ __m128i scrambleLanes(__m128i x) {
 // shallow to count, and the transient is lost.
 class SilenceWatch {
 public:
+  // Silence from the start is measured from the envelopes' start at zero, which settle on
+  // the floor after some 34,000 frames at any floor (measured as freezingSilenceFrames is).
   SilenceWatch(float noiseFloorDb)
-      : _floor(static_cast<float>(std::pow(10.0, noiseFloorDb * 0.05))), _least(freezingSilenceFrames(noiseFloorDb)) {}
+      : _floor(static_cast<float>(engine::decibelToMagnitude(noiseFloorDb))),
+        _least(freezingSilenceFrames(noiseFloorDb)), _leastFromStart(std::max<long long>(_least, 30000)) {}
 
   void add(const float *x, size_t n) {
     const __m128 floor = _mm_set1_ps(_floor), magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF));
@@ -242,10 +247,8 @@ private:
       ++_run;
       return;
     }
-    // Silence from the start is measured from the envelopes' start at zero, which
-    // settle on the floor after some 34,000 frames at any floor (measured as above).
-    const bool leading = _run == _seen + static_cast<long long>(i);
-    if (_run >= (leading ? std::max<long long>(_least, 30000) : _least)) {
+    const bool fromStart = _run == _seen + static_cast<long long>(i);
+    if (_run >= (fromStart ? _leastFromStart : _least)) {
       ++stretches;
       frames += _run;
       if (firstEnd < 0)
@@ -255,7 +258,7 @@ private:
   }
 
   const float _floor; // as the plug-in rounds it
-  const long long _least;
+  const long long _least, _leastFromStart;
   long long _run = 0, _seen = 0;
 };
 

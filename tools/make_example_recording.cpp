@@ -101,10 +101,12 @@ struct Noise {
 
 enum class Drum { Kick, Snare, HiHat };
 
+// How long each drum sounds, in seconds; a one-shot sample ends there.
+double lengthOf(Drum drum) { return drum == Drum::Kick ? 0.45 : drum == Drum::Snare ? 0.3 : 0.08; }
+
 void addHit(std::vector<float> &out, double rate, std::size_t start, Drum drum, float gain,
             Noise &noise) {
-  const double seconds = drum == Drum::Kick ? 0.45 : drum == Drum::Snare ? 0.3 : 0.08;
-  const std::size_t n = static_cast<std::size_t>(seconds * rate);
+  const std::size_t n = static_cast<std::size_t>(lengthOf(drum) * rate);
   double phase = 0.0;
   float lowpassed = 0.0f, previous = 0.0f;
   for (std::size_t i = 0; i < n && start + i < out.size(); ++i) {
@@ -207,7 +209,7 @@ int main(int argc, char **argv) {
     std::size_t at = static_cast<std::size_t>(o.lead * o.rate);
     for (int h = 0; h < o.hits; ++h) {
       starts.push_back(at);
-      const double length = pluck ? 0.4 : kit[h % 3] == Drum::Kick ? 0.45 : kit[h % 3] == Drum::Snare ? 0.3 : 0.08;
+      const double length = pluck ? 0.4 : lengthOf(kit[h % 3]);
       at += static_cast<std::size_t>(length * o.rate) + static_cast<std::size_t>(o.gap * o.rate);
     }
     out.assign(at, 0.0f);
