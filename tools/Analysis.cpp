@@ -3,6 +3,7 @@
 
 #include "Plot.h"
 
+#include "base/core/Platform.h"
 #include "engine/core/dsp/Conversions.h"
 
 #include <vamp-hostsdk/PluginLoader.h>
@@ -29,7 +30,8 @@ namespace tools {
 
 namespace {
 
-const char *const Key = "transient-detector:TransientDetector";
+const char *const Key = PluginKey;
+const char *const Multiarch = MULTIARCH; // empty where the platform has no multiarch folders
 
 // Frames asked of libsndfile at a time: few enough that what it decoded is still in the
 // cache when it is cleaned and mixed, enough that its per-call cost vanishes.
@@ -357,6 +359,78 @@ std::mutex &libraryLock() {
   return lock;
 }
 
+std::vector<std::string> pluginFolders() {
+  std::vector<std::string> folders;
+  auto add = [&folders](const std::string &folder) {
+    if (!folder.empty() && std::find(folders.begin(), folders.end(), folder) == folders.end())
+      folders.push_back(folder);
+  };
+  // The program's own place first, so that a tool finds the plug-in it was installed with;
+  // nothing of the machine it was built on is compiled in.
+  const std::string self = base::core::executableFolder();
+  if (!self.empty()) {
+    const std::string prefix = self.substr(0, self.rfind('/'));
+    add(prefix + "/lib/vamp");
+    if (*Multiarch)
+      add(prefix + "/lib/" + Multiarch + "/vamp");
+    struct stat cache;
+    if (stat((prefix + "/CMakeCache.txt").c_str(), &cache) == 0) // a build tree: build/tools/
+      add(prefix + "/transient-detector");
+  }
+  if (const char *path = std::getenv("VAMP_PATH")) {
+    const std::string list(path);
+    for (size_t start = 0, end; start <= list.size(); start = end + 1) {
+      end = std::min(list.find(':', start), list.size());
+      add(list.substr(start, end - start));
+    }
+  }
+  const char *home = std::getenv("HOME");
+  if (home && *home) {
+    add(std::string(home) + "/vamp");
+    add(std::string(home) + "/.vamp");
+  }
+  add("/usr/local/lib/vamp");
+  add("/usr/lib/vamp");
+  if (*Multiarch)
+    add(std::string("/usr/lib/") + Multiarch + "/vamp");
+  return folders;
+}
+
+void searchPluginFolders() {
+  std::string path;
+  for (const std::string &folder : pluginFolders())
+    path += (path.empty() ? "" : ":") + folder;
+  setenv("VAMP_PATH", path.c_str(), 1);
+}
+
+namespace {
+
+PluginIdentity findPlugin() {
+  PluginIdentity identity;
+  std::lock_guard<std::mutex> guard(libraryLock());
+  Vamp::HostExt::PluginLoader *loader = Vamp::HostExt::PluginLoader::getInstance();
+  const std::unique_ptr<Vamp::Plugin> plugin(loader->loadPlugin(Key, 44100.0f, 0));
+  if (plugin) {
+    identity.library = loader->getLibraryPathForPlugin(Key);
+    identity.version = plugin->getPluginVersion();
+    return identity;
+  }
+  identity.error = std::string("cannot load the plug-in ") + Key + " (transient-detector.so) from any of ";
+  const char *path = std::getenv("VAMP_PATH");
+  for (const char *c = path ? path : ""; *c; ++c)
+    identity.error += *c == ':' ? std::string(", ") : std::string(1, *c);
+  return identity;
+}
+
+} // namespace
+
+const PluginIdentity &identifyPlugin() {
+  // Once: a missing plug-in then costs each file of a batch neither a search nor the
+  // loader's message.
+  static const PluginIdentity identity = findPlugin();
+  return identity;
+}
+
 void prepareAnalysis() { Vamp::HostExt::PluginLoader::getInstance(); }
 
 // The file is read until its end, whatever frame count its header gives: a stream's
@@ -411,14 +485,15 @@ AnalysisResult analyse(const std::string &file, const AnalysisSettings &o, const
     hooks.opened(info.samplerate);
 
   std::unique_ptr<Vamp::Plugin, DeleteUnderLock> plugin;
-  {
+  if (!identifyPlugin().library.empty()) {
     std::lock_guard<std::mutex> guard(libraryLock());
     plugin.reset(Vamp::HostExt::PluginLoader::getInstance()->loadPlugin(
         Key, static_cast<float>(info.samplerate), 0));
   }
   if (!plugin) {
-    const char *path = std::getenv("VAMP_PATH");
-    r.error = std::string("cannot load the plug-in ") + Key + " from " + (path ? path : "the default folders");
+    r.error = identifyPlugin().library.empty() ? identifyPlugin().error
+                                               : std::string("cannot load the plug-in ") + Key + " from " +
+                                                     identifyPlugin().library + " for " + quoted;
     return r;
   }
   plugin->setParameter("RaiseThreshold", o.threshold);

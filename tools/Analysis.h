@@ -84,6 +84,27 @@ struct AnalysisResult {
 /// frames at least at the start of the file), after which transients may be missed.
 AnalysisResult analyse(const std::string &file, const AnalysisSettings &settings, const AnalysisHooks &hooks);
 
+/// The folders searched for the plug-in, in order, each once: the program's own
+/// ../lib/vamp and ../lib/x86_64-linux-gnu/vamp (where an installation puts it beside
+/// bin/), the build's plug-in folder when the program runs in its build tree, the folders
+/// of VAMP_PATH when it is set, then the Vamp SDK's defaults (~/vamp, ~/.vamp,
+/// /usr/local/lib/vamp, /usr/lib/vamp) and Debian's /usr/lib/x86_64-linux-gnu/vamp.
+std::vector<std::string> pluginFolders();
+
+/// Has the host SDK's loader search pluginFolders() (through VAMP_PATH, which it reads).
+/// Call once, before prepareAnalysis and before any thread starts.
+void searchPluginFolders();
+
+/// The plug-in that analyse() loads: its file and version; an empty `library` when it
+/// cannot be loaded, and then `error` says why and where it was looked for. Looked for at
+/// the first call, which must come after searchPluginFolders.
+struct PluginIdentity {
+  std::string library;
+  int version = 0;
+  std::string error;
+};
+const PluginIdentity &identifyPlugin();
+
 /// Loads the host SDK's plug-in loader; call once before any thread analyses.
 void prepareAnalysis();
 

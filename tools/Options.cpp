@@ -3,6 +3,8 @@
 
 #include "ToolSupport.h"
 
+#include <sndfile.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -56,6 +58,10 @@ const char *const Usage =
     "  --plot FILE.svg       draw the waveform with a marker per transient (one input file)\n"
     "  -j, --jobs N          files analysed at once (default: the number of cores)\n"
     "  -q, --quiet           no progress display and no summary\n"
+    "  --provenance          text and csv begin with a comment line giving the versions,\n"
+    "                        parameters, block and step size (json always has them)\n"
+    "  --version             the versions of this tool, of the plug-in (and where it was\n"
+    "                        found) and of libsndfile\n"
     "  -h, --help            this text\n"
     "\n"
     "With --output-dir a summary line at the end gives the files done, skipped and failed,\n"
@@ -194,6 +200,17 @@ Options parseOptions(int argc, char **argv) {
     } else if ((a == "-h" || a == "--help") && flag()) {
       std::fputs(Usage, stdout);
       std::exit(0);
+    } else if (a == "--version" && flag()) {
+      const PluginIdentity plugin = identifyPlugin();
+      std::printf("%s\n", toolVersion().c_str());
+      if (plugin.library.empty())
+        std::printf("plug-in: %s\n", plugin.error.c_str());
+      else
+        std::printf("plug-in %s version %d, %s\n", PluginKey, plugin.version, plugin.library.c_str());
+      std::printf("%s\n", sf_version_string());
+      std::exit(plugin.library.empty() ? 1 : 0);
+    } else if (a == "--provenance" && flag()) {
+      o.provenance = true;
     } else if (a == "--threshold") {
       o.analysis.threshold = static_cast<float>(number(a, takes(), 0.0, 100.0));
     } else if (a == "--noise-floor") {
@@ -278,6 +295,8 @@ Options parseOptions(int argc, char **argv) {
     o.warnings.push_back("a step size of " + std::to_string(o.analysis.stepSize) +
                          " is below 64: the analysis costs many times the CPU of larger steps "
                          "(a step of 1 about 13 times that of the default)");
+  if (o.provenance && o.format != Format::Text && o.format != Format::Csv && o.format != Format::Json)
+    usageError("--provenance: --format " + o.formatName + " has no place for it (text, csv and json have)");
   if (o.files.size() > 1 && !o.plot.empty() && !writesEach)
     usageError("--plot draws one file: give it one input file at a time");
   if (o.files.size() > 1 && !holdsSeveralFiles(o.format) && !writesEach)

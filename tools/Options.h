@@ -29,6 +29,7 @@ struct Options {
   std::string plot;
   unsigned jobs = 0;
   bool quiet = false;
+  bool provenance = false; ///< text and CSV begin with a comment line on the run
   OutputNaming naming;               ///< --output-dir, --mirror, --relative-to
   std::vector<std::string> outputs;  ///< per file of the whole list, with --output-dir
   bool force = false;
@@ -40,7 +41,8 @@ struct Options {
 };
 
 /// The options of `argv`, checked; exits with status 2 and a message naming the option on
-/// a usage error, and with 0 after --help.
+/// a usage error, with 0 after --help, and after --version with 0, or 1 when the plug-in
+/// cannot be loaded. The plug-in's folders must be set (searchPluginFolders).
 Options parseOptions(int argc, char **argv);
 
 /// Prints "detect-transients: MESSAGE" and the pointer to --help, and exits with status 2.

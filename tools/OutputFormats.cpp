@@ -1,9 +1,13 @@
 //===- tools/OutputFormats.cpp - The output formats of detect-transients ---===//
 #include "OutputFormats.h"
 
+#include "ToolSupport.h"
+
+#include "base/core/Version.h"
 #include "engine/core/dsp/Conversions.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -176,6 +180,20 @@ const auto &entry(Format format) {
       return f;
   return Formats[0];
 }
+
+// The parameter as the plug-in got it: the shortest text that reads back as the same float.
+std::string floatText(float value) {
+  char text[32];
+  return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
+}
+
+std::string analysisObject(const RunNotes &n) {
+  return "{\"tool\": \"" + toolVersion() + "\", \"plugin\": \"" + PluginKey + "\", \"pluginVersion\": " +
+         (n.pluginVersion ? std::to_string(n.pluginVersion) : "null") + ", \"parameters\": {\"RaiseThreshold\": " +
+         floatText(n.threshold) + ", \"NoiseFloor\": " + floatText(n.noiseFloor) +
+         "}, \"blockSize\": " + std::to_string(n.blockSize) + ", \"stepSize\": " + std::to_string(n.stepSize) + "}";
+}
+
 } // namespace
 
 bool parseFormat(const std::string &name, Format &format) {
@@ -191,11 +209,25 @@ const char *formatExtension(Format format) { return entry(format).extension; }
 
 bool holdsSeveralFiles(Format format) { return entry(format).several; }
 
+std::string toolVersion() { return "detect-transients " TRANSIENT_DETECTOR_VERSION_STRING; }
+
+std::string provenanceLine(const RunNotes &n) {
+  std::string line = toolVersion() + ", " + PluginKey + " version " +
+                     (n.pluginVersion ? std::to_string(n.pluginVersion) : std::string("unknown")) +
+                     ", RaiseThreshold " + floatText(n.threshold) + ", NoiseFloor " + floatText(n.noiseFloor) +
+                     ", block size " + std::to_string(n.blockSize) + ", step size " + std::to_string(n.stepSize);
+  if (n.dither)
+    line += ", dither " + plainNumber(n.ditherDb) + " dB above the noise floor";
+  return line;
+}
+
 DocumentWriter::DocumentWriter(Format format, bool several, int midiNote, RunNotes notes)
     : _format(format), _several(several), _midiNote(midiNote), _notes(notes) {}
 
 void DocumentWriter::beginFile(const std::string &file, int sampleRate) {
   if (!_begun) {
+    if (_notes.provenance && (_format == Format::Text || _format == Format::Csv))
+      _out += (_format == Format::Text ? "## " : "# ") + provenanceLine(_notes) + "\n";
     if (_format == Format::Csv)
       _out += _several ? "file,time,frame,strength\n" : "time,frame,strength\n";
     if (_format == Format::Json && _several)
@@ -217,7 +249,7 @@ void DocumentWriter::beginFile(const std::string &file, int sampleRate) {
       std::snprintf(level, sizeof level, ", \"ditherDb\": %g", _notes.ditherDb);
       _out += level;
     }
-    _out += ", \"transients\": [";
+    _out += ", \"analysis\": " + analysisObject(_notes) + ", \"transients\": [";
   }
 }
 

@@ -12,6 +12,9 @@
 
 namespace tools {
 
+/// The plug-in's key for the host SDK's loader.
+inline constexpr char PluginKey[] = "transient-detector:TransientDetector";
+
 /// One feature of the plug-in's output.
 struct Transient {
   double seconds = 0.0; ///< the feature's time stamp
@@ -28,12 +31,27 @@ struct FileTransients {
 
 enum class Format { Text, Csv, Json, Labels, Sv, Midi };
 
-/// How the run analysed its files, as far as a document records it: JSON gives each file
-/// "ditherDb" (the level above the noise floor) when the audio was dithered.
+/// How the run analysed its files, as a document records it. JSON gives each file an
+/// "analysis" object: {"tool": "detect-transients 2.0.0", "plugin":
+/// "transient-detector:TransientDetector", "pluginVersion": 2, "parameters":
+/// {"RaiseThreshold": 12, "NoiseFloor": -60}, "blockSize": 65536, "stepSize": 65536}, and
+/// "ditherDb" (the level above the noise floor) when the audio was dithered. With
+/// `provenance`, text begins with a line "## " and CSV with a line "# " saying the same.
 struct RunNotes {
   bool dither = false;
   double ditherDb = 0.0;
+  bool provenance = false;
+  int pluginVersion = 0; ///< 0: the plug-in could not be loaded
+  float threshold = 12.0f, noiseFloor = -60.0f;
+  long blockSize = 65536, stepSize = 65536;
 };
+
+/// The tool's name and version: "detect-transients 2.0.0".
+std::string toolVersion();
+
+/// The line that --provenance puts at the head of text and CSV, without its comment mark
+/// and newline.
+std::string provenanceLine(const RunNotes &notes);
 
 /// The format called `name` (text, csv, json, labels, sv, midi); false for any other name.
 bool parseFormat(const std::string &name, Format &format);

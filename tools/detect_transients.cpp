@@ -49,11 +49,19 @@ struct FileResult {
   AnalysisResult analysis;
 };
 
+RunNotes notes; // set once in main, before any thread
+
 RunNotes notesOf(const Options &o) {
-  RunNotes notes;
-  notes.dither = o.analysis.dither;
-  notes.ditherDb = o.analysis.ditherDb;
-  return notes;
+  RunNotes n;
+  n.dither = o.analysis.dither;
+  n.ditherDb = o.analysis.ditherDb;
+  n.provenance = o.provenance;
+  n.pluginVersion = identifyPlugin().version;
+  n.threshold = o.analysis.threshold;
+  n.noiseFloor = o.analysis.noiseFloor;
+  n.blockSize = o.analysis.blockSize;
+  n.stepSize = o.analysis.stepSize;
+  return n;
 }
 
 // Analyses files[i] and cuts it into slices when asked; `hooks` may add to the collection
@@ -162,7 +170,7 @@ int writeEach(const Options &o, Progress &progress) {
     FileResult r = analyseFile(o, i, AnalysisHooks());
     std::string problem = r.analysis.error;
     if (problem.empty()) {
-      const std::string document = formatTransients(o.format, {&r.transients}, false, o.midiNote, notesOf(o));
+      const std::string document = formatTransients(o.format, {&r.transients}, false, o.midiNote, notes);
       TemporaryFile out;
       if (makeDirectories(folderOf(o.outputs[i]), problem) && out.open(o.outputs[i], problem)) {
         out.recordInput(absolutePath(o.files[i]));
@@ -236,7 +244,7 @@ int writeOneDocument(const Options &o, Progress &progress) {
   }
   const bool single = o.share.size() == 1;
   Sink sink(o.output.empty() ? stdout : output.file(), single, progress);
-  DocumentWriter writer(o.format, o.share.size() > 1, o.midiNote, notesOf(o));
+  DocumentWriter writer(o.format, o.share.size() > 1, o.midiNote, notes);
   bool failed = false;
   size_t analysed = 0;
   std::atomic<bool> stop{false};
@@ -331,19 +339,8 @@ int main(int argc, char **argv) {
   mallopt(M_ARENA_MAX, 1);
   mallopt(M_MMAP_THRESHOLD, 128 * 1024);
 #endif
+  searchPluginFolders();
   const Options o = parseOptions(argc, argv);
-  if (!getenv("VAMP_PATH")) {
-    // Installed, the plug-in stands in ../lib/vamp beside this program; in the build tree,
-    // in the build's own folder.
-    std::string path;
-    char self[4096];
-    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
-    if (n > 0) {
-      std::string exe(self, static_cast<size_t>(n));
-      path = exe.substr(0, exe.rfind('/')) + "/../lib/vamp:";
-    }
-    setenv("VAMP_PATH", (path + PLUGIN_DIR).c_str(), 1);
-  }
   removeTemporariesOnSignal();
   Progress progress(!o.quiet && isatty(STDERR_FILENO), o.share.size());
   for (const std::string &w : o.warnings)
@@ -354,6 +351,7 @@ int main(int argc, char **argv) {
     return 0;
   }
   prepareAnalysis(); // before the threads
+  notes = notesOf(o);
   const int status = o.naming.dir.empty() ? writeOneDocument(o, progress) : writeEach(o, progress);
   if (o.share.size() > 1 && silentFiles > 0)
     std::fprintf(stderr,

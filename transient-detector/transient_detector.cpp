@@ -1,6 +1,7 @@
 //===- transient-detector/transient_detector.cpp - The transient detector --===//
 #include "transient-detector/transient_detector.h"
 
+#include "base/core/Version.h"
 #include "engine/core/dsp/NaturalLog.h"
 #include "primitives/simd/sse2.h"
 
@@ -103,7 +104,10 @@ std::string TransientDetector::getName() const { return "Transient Detector"; }
 std::string TransientDetector::getDescription() const { return "Detect transients"; }
 std::string TransientDetector::getMaker() const { return "Kesmor GmbH"; }
 std::string TransientDetector::getCopyright() const { return "2013 Kesmor GmbH"; }
-int TransientDetector::getPluginVersion() const { return 2; }
+// Hosts keep the version in saved sessions and compare it on load: it moves with the
+// project's major version only, and this plug-in is version 2.
+static_assert(TRANSIENT_DETECTOR_VERSION_MAJOR == 2, "the plug-in's version is 2");
+int TransientDetector::getPluginVersion() const { return TRANSIENT_DETECTOR_VERSION_MAJOR; }
 
 TransientDetector::ParameterList TransientDetector::getParameterDescriptors() const {
   ParameterList list;

@@ -60,6 +60,15 @@ void releaseProcessInput() {
 
 int currentProcessId() noexcept { return static_cast<int>(getpid()); }
 
+std::string executableFolder() {
+  char path[4096];
+  const ssize_t n = readlink("/proc/self/exe", path, sizeof path);
+  if (n <= 0 || static_cast<size_t>(n) == sizeof path) // a longer path was cut
+    return {};
+  const std::string program(path, static_cast<size_t>(n));
+  return program.substr(0, program.rfind('/'));
+}
+
 unsigned long long monotonicNanos() noexcept {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);

@@ -11,6 +11,7 @@
 
 #include <istream>
 #include <ctime>
+#include <string>
 
 namespace base::core {
 
@@ -22,6 +23,9 @@ namespace base::core {
 void releaseProcessInput();
 /// The id of this process.
 [[nodiscard]] int currentProcessId() noexcept;
+/// The folder of this process's program file, links followed (/proc/self/exe), without a
+/// trailing slash; empty when the system does not say.
+[[nodiscard]] std::string executableFolder();
 
 /// CLOCK_MONOTONIC in nanoseconds: the host-time clock of audio code on this platform.
 [[nodiscard]] unsigned long long monotonicNanos() noexcept;
