@@ -35,12 +35,26 @@ install(CODE "
         \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libtransient-detector-\${layer}.a\")
     endforeach()
   endif()" COMPONENT dev)
+# CPack's strip leaves the compilers' names and versions in .comment and .note, which no
+# program reads; Debian's own packages go without them.
+set(binaries ${TRANSIENT_DETECTOR_VAMP_DIR}/$<TARGET_FILE_NAME:transient-detector>)
+if(TARGET detect-transients)
+  list(APPEND binaries ${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:detect-transients>)
+endif()
+install(CODE "
+  if(CMAKE_INSTALL_DO_STRIP)
+    foreach(binary IN ITEMS ${binaries})
+      execute_process(COMMAND ${CMAKE_STRIP} --remove-section=.comment --remove-section=.note
+        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/\${binary}\")
+    endforeach()
+  endif()" COMPONENT plugin)
 
 set(CPACK_PACKAGE_NAME transient-detector)
 set(CPACK_PACKAGE_VENDOR "Kesmor GmbH")
 set(CPACK_PACKAGE_CONTACT "${PACKAGE_MAINTAINER}")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Vamp plug-in that finds the transients in a recording")
+# No summary for all packages: CPack would put it above each package's own first line, and
+# Debian takes that line for the package's synopsis.
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGE_FILE_NAME transient-detector-${PROJECT_VERSION}-${CMAKE_SYSTEM_PROCESSOR})
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_LIST_DIR}/CPackChecks.cmake)
@@ -56,29 +70,35 @@ set(CPACK_DEBIAN_PLUGIN_PACKAGE_NAME transient-detector)
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_SECTION sound)
 set(CPACK_DEBIAN_PLUGIN_PACKAGE_ENHANCES "sonic-visualiser, audacity, vamp-examples")
 set(CPACK_COMPONENT_PLUGIN_DESCRIPTION "Vamp plug-in that finds the transients in a recording
-A Vamp plug-in that finds the transients in a recording: the attacks of drums,
-plucked and struck notes, consonants and clicks. Sonic Visualiser, Audacity,
-vamp-simple-host and any other Vamp host load it from
-/usr/lib/x86_64-linux-gnu/vamp; it reads one channel and returns one time-stamped
-feature per transient, its value telling how strong the attack was.
+A Vamp plug-in that finds the transients in a recording: the attacks of
+drums, plucked and struck notes, consonants and clicks. Sonic Visualiser,
+Audacity, vamp-simple-host and any other Vamp host load it from
+/usr/lib/x86_64-linux-gnu/vamp; it reads one channel and returns one
+time-stamped feature per transient, its value telling how strong the
+attack was.
 .
-The package also holds detect-transients, a command-line host that runs the
-plug-in over audio files of every format libsndfile reads and writes the
-transients as text, CSV, JSON, Audacity labels, a Sonic Visualiser layer or MIDI,
-for one file or collections of many.")
+The package also holds detect-transients, a command-line host that runs
+the plug-in over audio files of every format libsndfile reads and writes
+the transients as text, CSV, JSON, Audacity labels, a Sonic Visualiser
+layer or MIDI, for one file or collections of many.")
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libtransient-detector-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+# The list is not last: CPack takes the leading spaces, which make it a list, off the last
+# line of a description.
 set(CPACK_COMPONENT_DEV_DESCRIPTION "C++ libraries under the transient-detector Vamp plug-in
-The libraries that the transient-detector plug-in is built from, as static,
-position-independent archives with their headers, a CMake package
-(find_package(TransientDetector 2.0 CONFIG)) and pkg-config files:
+The libraries that the transient-detector plug-in is built from:
 .
- * engine: audio buffers and their vector kernels, sample stores, delay rings,
-   FIR design and an FFT filter bank;
+ * engine: audio buffers and their vector kernels, sample stores, delay
+   rings, FIR design and an FFT filter bank;
  * base_core: reference-counted objects, text of 32-bit characters and its
-   encodings, streams, exceptions, assertions, threads, locks and semaphores;
- * primitives: a real FFT with spectrum products, vector transcendental functions
-   and processor dispatch, as flat C functions.")
+   encodings, streams, exceptions, assertions, threads, locks and
+   semaphores;
+ * primitives: a real FFT with spectrum products, vector transcendental
+   functions and processor dispatch, as flat C functions.
+.
+They come as static, position-independent archives with their headers, a
+CMake package (find_package(TransientDetector 2.0 CONFIG)) and pkg-config
+files.")
 
 set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
 include(CPack)

@@ -97,7 +97,7 @@ def read_back(path, doc=None):
         data = json.loads(doc)
         return data['sampleRate'], [(t['time'], t['frame'], t['strength']) for t in data['transients']]
     if path.endswith('.csv'):
-        rows = csv.DictReader(io.StringIO(doc))
+        rows = csv.DictReader(line for line in io.StringIO(doc) if not line.startswith('#'))
         return None, [(float(r['time']), int(r['frame']), float(r['strength'])) for r in rows]
     if path.endswith('.svl'):
         root = ET.fromstring(doc)
@@ -105,7 +105,7 @@ def read_back(path, doc=None):
                 [(None, int(p.get('frame')), float(p.get('value'))) for p in root.iter('point')])
     if path.endswith('.svg'):
         return None, ET.fromstring(doc).findall('.//{http://www.w3.org/2000/svg}circle')
-    rows = [line.split('\t') for line in doc.splitlines() if not line.startswith('# ')]
+    rows = [line.split('\t') for line in doc.splitlines() if not line.startswith('#')]
     if path.endswith('.labels.txt'):  # Audacity: start, end, label
         return all(start == end for start, end, _ in rows), [(float(r[0]), None, float(r[2])) for r in rows]
     return None, [(float(t), float(frame), float(strength)) for t, frame, strength in rows]
@@ -590,6 +590,47 @@ class LongSilence(unittest.TestCase):
             self.assertEqual(run(path, bad).returncode, 2, bad)
 
 
+class Provenance(unittest.TestCase):
+    """What a run records of itself: versions, parameters, block and step, as the plug-in got them."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.path = os.path.join(tempfile.mkdtemp(prefix='provenance-'), 'take.wav')
+        make(cls.path, '--seconds', '3')
+        cls.version = re.search(r'^CMAKE_PROJECT_VERSION:\w+=(.*)$', Path(BUILD, 'CMakeCache.txt').read_text(),
+                                re.M).group(1)
+
+    def test_json_records_the_run(self):
+        for args, parameters, block, step in (
+                ([], {'RaiseThreshold': 12, 'NoiseFloor': -60}, 65536, 65536),
+                (['--threshold', '0.1', '--noise-floor', '-47.25', '--block-size', '4096', '--step-size', '1024'],
+                 {'RaiseThreshold': 0.1, 'NoiseFloor': -47.25}, 4096, 1024)):
+            with self.subTest(args=args):
+                r = run(self.path, '--format', 'json', *args)
+                self.assertEqual(json.loads(r.stdout)['analysis'], {
+                    'tool': 'detect-transients ' + self.version, 'plugin': 'transient-detector:TransientDetector',
+                    'pluginVersion': 2, 'parameters': parameters, 'blockSize': block, 'stepSize': step})
+
+    def test_comment_line_of_text_and_csv(self):
+        line = ('detect-transients %s, transient-detector:TransientDetector version 2, RaiseThreshold 30, '
+                'NoiseFloor -60, block size 8192, step size 8192' % self.version)
+        for args, first, second in (
+                (['--format', 'csv'], '# ' + line, 'time,frame,strength'),
+                (['--format', 'csv', self.path], '# ' + line, 'file,time,frame,strength'),
+                ([], '## ' + line, None),
+                ([self.path, '--dither'], '## ' + line + ', dither -1 dB above the noise floor', '# ' + self.path)):
+            with self.subTest(args=args):
+                r = run(self.path, '--provenance', '--threshold', '30', '--block-size', '8192', *args)
+                lines = r.stdout.splitlines()
+                self.assertEqual(lines[0], first)
+                if second:
+                    self.assertEqual(lines[1], second)
+                plain = run(self.path, '--threshold', '30', '--block-size', '8192', *args).stdout
+                self.assertEqual(r.stdout, first + '\n' + plain)  # nothing else changes
+        for fmt in ('labels', 'sv', 'midi'):
+            self.assertEqual(run(self.path, '--provenance', '--format', fmt).returncode, 2, fmt)
+
+
 class ReadmeExamples(unittest.TestCase):
     """The README's commands, run by the shell as written in a folder holding what they name."""
 
@@ -624,6 +665,9 @@ class ReadmeExamples(unittest.TestCase):
                         else 'Transient Detector, "TransientDetector"', re.M))
                     continue
                 stdout = self.shell(line, work, TOOL_ENV)
+                if '--version' in ws:
+                    self.assertRegex(stdout, r'^detect-transients \d+\.\d+\.\d+\nplug-in ')
+                    continue
                 outputs = [os.path.join(work, ws[i + 1]) for i, w in enumerate(ws) if w in ('-o', '--plot')]
                 for path in outputs or ['-']:
                     self.assertGreater(len(read_back(path, stdout if path == '-' else None)[1]), 0, path)
