@@ -20,12 +20,6 @@ foreach(layer IN ITEMS base_core primitives engine)
   set_target_properties(${layer} PROPERTIES OUTPUT_NAME ${name})
 endforeach()
 
-# The assertions name their source file by __FILE__; relative to the source folder, so that
-# the archives, and the plug-in and programs built from them, hold no path of the machine
-# they were built on.
-target_compile_options(project_options INTERFACE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
-                                                 -fmacro-prefix-map=${PROJECT_BINARY_DIR}/=)
-
 install(TARGETS base_core primitives engine EXPORT TransientDetectorTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
 foreach(folder IN ITEMS base/core primitives engine/core)

@@ -29,3 +29,9 @@ if(ENABLE_TSAN)
 endif()
 
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# The assertions name their source file by __FILE__; relative to the source folder, so that
+# the archives, and the plug-in and programs built from them, hold no path of the machine
+# they were built on.
+target_compile_options(project_options INTERFACE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+                                                 -fmacro-prefix-map=${PROJECT_BINARY_DIR}/=)

@@ -2,10 +2,10 @@
 # Builds for /usr in build-package/ and makes the Debian packages (transient-detector and
 # libtransient-detector-dev) and the .tar.gz archive there, then lists them with their sizes.
 # Installs what is missing of dpkg-dev (its dpkg-shlibdeps gives the packages' Depends),
-# fakeroot, and lintian and groff-base, which tools/run-package-test.sh uses.
+# and of lintian and groff-base, which tools/run-package-test.sh uses.
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
-"$top/tools/setup.sh" dpkg-dev fakeroot lintian groff-base
+"$top/tools/setup.sh" dpkg-dev lintian groff-base
 
 build="$top/build-package"
 # Neither tests nor benchmarks go into a package; no reason to build them here.

@@ -4,7 +4,7 @@
 # who may use sudo.
 set -euo pipefail
 
-packages=(g++ cmake make pkg-config python3 googletest libgtest-dev libbenchmark-dev libfftw3-dev libsndfile1-dev vamp-plugin-sdk vamp-examples raptor2-utils clang libclang-rt-dev parallel python3-mido "$@")
+packages=(g++ cmake make pkg-config python3 googletest libgtest-dev libbenchmark-dev libfftw3-dev libsndfile1-dev vamp-plugin-sdk vamp-examples raptor2-utils clang libclang-rt-dev parallel python3-mido groff-base "$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -106,13 +106,13 @@ class PluginSearch(unittest.TestCase):
                        '/usr/local/lib/vamp', '/usr/lib/vamp'):
             self.assertIn(folder, line)
 
+    @unittest.skipIf(cache('ENABLE_ASAN_UBSAN') == 'ON', "the sanitizers' own records name each source file")
     def test_no_build_path_in_the_program(self):
         # Debugging sections name the sources by design; what the program runs on must not.
         stripped = Path(tempfile.mkdtemp(prefix='stripped-')) / 'detect-transients'
         sh('strip', '-o', stripped, self.installed / 'bin' / 'detect-transients')
         text = stripped.read_bytes()
-        for path in {str(BUILD), str(TOP)}:
-            self.assertNotIn(path.encode(), text)
+        self.assertEqual([p for p in {str(BUILD), str(TOP)} if p.encode() in text], [])
 
     def test_readme_per_user_lines_from_a_fresh_shell(self):
         """The lines as written, for a new user whose ~/.profile is Debian's; then a new login shell."""
@@ -124,7 +124,9 @@ class PluginSearch(unittest.TestCase):
         sh('bash', '-lc', readme_block('sh', '--prefix ~/.local'), cwd=work, env=env)
         version = sh('bash', '-lc', 'detect-transients --version', cwd=home, env=env)
         self.assertIn('version 2, %s/.local/lib/vamp/transient-detector.so' % home, version)
-        listing = sh('bash', '-lc', 'vamp-simple-host -l', cwd=home, env=env)
+        preload = os.environ.get('SANITIZER_PRELOAD')  # a host not ours, before an instrumented plug-in
+        listing = sh('bash', '-lc', 'vamp-simple-host -l', cwd=home,
+                     env=dict(env, LD_PRELOAD=preload, ASAN_OPTIONS='detect_leaks=0') if preload else env)
         self.assertIn('%s/vamp/transient-detector.so' % home, listing)
 
 
