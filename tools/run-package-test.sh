@@ -43,7 +43,7 @@ check_version() {
   local version
   if ! version=$(alone "$1/bin/detect-transients" --version); then
     problem "$1/bin/detect-transients --version failed: $version"
-  elif ! grep -qF "$1/lib/x86_64-linux-gnu/vamp/transient-detector.so" <<<"$version"; then
+  elif ! grep -qE "version [0-9]+, $1/lib/(x86_64-linux-gnu/)?vamp/transient-detector.so\$" <<<"$version"; then
     problem "$1/bin/detect-transients --version names no plug-in under $1: $version"
   fi
 }
@@ -53,10 +53,19 @@ echo
 echo "== The plug-in in vamp-simple-host and in detect-transients"
 wav="$tmp/drums.wav"
 "$build/tools/make-example-recording" "$wav" >/dev/null
-listing=$(VAMP_PATH="$vamp" vamp-simple-host -l)
-if ! grep -qF "$plugin:" <<<"$listing" || ! grep -qF '"TransientDetector"' <<<"$listing"; then
-  problem "vamp-simple-host -l does not list $plugin: $listing"
-fi
+# Debian 12's hosts look in /usr/lib/vamp, not in the multiarch folder: the links there
+# must lead them to the plug-in.
+for folder in "$vamp" "$root/usr/lib/vamp"; do
+  listing=$(VAMP_PATH="$folder" vamp-simple-host -l)
+  if ! grep -qF "$folder/transient-detector.so:" <<<"$listing" || ! grep -qF '"TransientDetector"' <<<"$listing"; then
+    problem "vamp-simple-host -l does not list $folder/transient-detector.so: $listing"
+  fi
+done
+links=$(find "$root/usr/lib/vamp" -type l -printf '%f -> %l\n' | sort)
+[ "$links" = "transient-detector.cat -> ../x86_64-linux-gnu/vamp/transient-detector.cat
+transient-detector.n3 -> ../x86_64-linux-gnu/vamp/transient-detector.n3
+transient-detector.so -> ../x86_64-linux-gnu/vamp/transient-detector.so" ] ||
+  problem "the links in /usr/lib/vamp are not the three relative ones: $links"
 # As "frame value" lines: the host labels its features with the frame when given -s.
 VAMP_PATH="$vamp" vamp-simple-host -s transient-detector:TransientDetector "$wav" 2>"$tmp/host.log" |
   awk '/^ *[0-9]+: / { sub(":", ""); print $1, $2 }' >"$tmp/host" || problem "vamp-simple-host failed: $(cat "$tmp/host.log")"
@@ -97,6 +106,29 @@ lintian --tag-display-limit 0 --display-info "${as_root[@]}" "${debs[@]}" >"$tmp
 cat "$tmp/lintian.log"
 if [ $status -ne 0 ] || grep -q '^E:' "$tmp/lintian.log"; then
   problem "lintian exits $status with the errors above"
+fi
+
+# Installed for real, as root and where the packages are not installed already, Debian's
+# own host must find the plug-in with no VAMP_PATH; removed again whatever happens.
+echo
+echo "== dpkg -i"
+if [ "$(id -u)" -ne 0 ]; then
+  echo "skipped: needs root"
+elif dpkg-query -W -f='${Status}' transient-detector libtransient-detector-dev 2>/dev/null | grep -q 'ok installed'; then
+  echo "skipped: a transient-detector package is installed on this machine already"
+else
+  trap 'dpkg -r libtransient-detector-dev transient-detector >/dev/null 2>&1; rm -rf "$tmp"' EXIT
+  if ! dpkg -i "${debs[@]}" >"$tmp/dpkg.log" 2>&1; then
+    problem "dpkg -i failed: $(cat "$tmp/dpkg.log")"
+  else
+    listing=$(alone vamp-simple-host -l)
+    grep -qF "/usr/lib/vamp/transient-detector.so:" <<<"$listing" ||
+      problem "vamp-simple-host finds no installed plug-in without VAMP_PATH: $listing"
+    version=$(alone detect-transients --version) || problem "detect-transients --version failed: $version"
+    dpkg -r libtransient-detector-dev transient-detector >"$tmp/dpkg.log" 2>&1 || problem "dpkg -r failed: $(cat "$tmp/dpkg.log")"
+    [ -e /usr/lib/vamp/transient-detector.so ] && problem "dpkg -r left /usr/lib/vamp/transient-detector.so"
+    echo "installed, found by vamp-simple-host and detect-transients, removed"
+  fi
 fi
 
 echo

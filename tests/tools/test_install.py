@@ -100,6 +100,10 @@ class PluginSearch(unittest.TestCase):
                                                                     'version 2, ' + expected))
 
     def test_none_found_names_the_folders(self):
+        system = [f for f in ('/usr/local/lib/vamp', '/usr/lib/vamp', '/usr/lib/%s/vamp' % MULTIARCH)
+                  if os.path.exists(f + '/transient-detector.so')]
+        if system:
+            self.skipTest('installed on this machine, in ' + system[0])
         status, line = self.found([])
         self.assertEqual(status, 1)
         for folder in ('usr/lib/vamp', 'usr/lib/%s/vamp' % MULTIARCH, 'home/vamp', 'home/.vamp',
