@@ -73,9 +73,9 @@ set(CPACK_COMPONENT_PLUGIN_DESCRIPTION "Vamp plug-in that finds the transients i
 A Vamp plug-in that finds the transients in a recording: the attacks of
 drums, plucked and struck notes, consonants and clicks. Sonic Visualiser,
 Audacity, vamp-simple-host and any other Vamp host load it from
-/usr/lib/x86_64-linux-gnu/vamp; it reads one channel and returns one
-time-stamped feature per transient, its value telling how strong the
-attack was.
+/usr/lib/x86_64-linux-gnu/vamp, or through its links in /usr/lib/vamp;
+it reads one channel and returns one time-stamped feature per transient,
+its value telling how strong the attack was.
 .
 The package also holds detect-transients, a command-line host that runs
 the plug-in over audio files of every format libsndfile reads and writes

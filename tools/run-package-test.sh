@@ -80,6 +80,19 @@ else
   echo "the same $(wc -l <"$tmp/host") transients"
 fi
 
+# Built with Debian's hardening flags, the packaged plug-in must still give the tested
+# build's results bit for bit, at the preferred block size and at odd ones.
+tested="$top/build/tools/detect-transients"
+if [ -x "$tested" ]; then
+  for block in 65536 4096 333; do
+    cmp -s <(alone "$tool" --block-size $block "$wav") <("$tested" --block-size $block "$wav") ||
+      problem "the packaged plug-in differs from the tested build's at block size $block"
+  done
+  echo "the tested build's results at block sizes 65536, 4096 and 333"
+else
+  echo "no tested build in $top/build to compare with (tools/run-tests.sh makes it)"
+fi
+
 echo
 echo "== The binaries"
 for binary in "$tool" "$plugin"; do
