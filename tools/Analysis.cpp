@@ -30,7 +30,6 @@ namespace tools {
 
 namespace {
 
-const char *const Key = PluginKey;
 const char *const Multiarch = MULTIARCH; // empty where the platform has no multiarch folders
 
 // Frames asked of libsndfile at a time: few enough that what it decoded is still in the
@@ -409,13 +408,13 @@ PluginIdentity findPlugin() {
   PluginIdentity identity;
   std::lock_guard<std::mutex> guard(libraryLock());
   Vamp::HostExt::PluginLoader *loader = Vamp::HostExt::PluginLoader::getInstance();
-  const std::unique_ptr<Vamp::Plugin> plugin(loader->loadPlugin(Key, 44100.0f, 0));
+  const std::unique_ptr<Vamp::Plugin> plugin(loader->loadPlugin(PluginKey, 44100.0f, 0));
   if (plugin) {
-    identity.library = loader->getLibraryPathForPlugin(Key);
+    identity.library = loader->getLibraryPathForPlugin(PluginKey);
     identity.version = plugin->getPluginVersion();
     return identity;
   }
-  identity.error = std::string("cannot load the plug-in ") + Key + " (transient-detector.so) from any of ";
+  identity.error = std::string("cannot load the plug-in ") + PluginKey + " (transient-detector.so) from any of ";
   const char *path = std::getenv("VAMP_PATH");
   for (const char *c = path ? path : ""; *c; ++c)
     identity.error += *c == ':' ? std::string(", ") : std::string(1, *c);
@@ -484,16 +483,17 @@ AnalysisResult analyse(const std::string &file, const AnalysisSettings &o, const
   if (hooks.opened)
     hooks.opened(info.samplerate);
 
+  const PluginIdentity &identity = identifyPlugin();
   std::unique_ptr<Vamp::Plugin, DeleteUnderLock> plugin;
-  if (!identifyPlugin().library.empty()) {
+  if (!identity.library.empty()) {
     std::lock_guard<std::mutex> guard(libraryLock());
     plugin.reset(Vamp::HostExt::PluginLoader::getInstance()->loadPlugin(
-        Key, static_cast<float>(info.samplerate), 0));
+        PluginKey, static_cast<float>(info.samplerate), 0));
   }
   if (!plugin) {
-    r.error = identifyPlugin().library.empty() ? identifyPlugin().error
-                                               : std::string("cannot load the plug-in ") + Key + " from " +
-                                                     identifyPlugin().library + " for " + quoted;
+    r.error = identity.library.empty()
+                  ? identity.error
+                  : std::string("cannot load the plug-in ") + PluginKey + " from " + identity.library + " for " + quoted;
     return r;
   }
   plugin->setParameter("RaiseThreshold", o.threshold);

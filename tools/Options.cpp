@@ -201,7 +201,7 @@ Options parseOptions(int argc, char **argv) {
       std::fputs(Usage, stdout);
       std::exit(0);
     } else if (a == "--version" && flag()) {
-      const PluginIdentity plugin = identifyPlugin();
+      const PluginIdentity &plugin = identifyPlugin();
       std::printf("%s\n", toolVersion().c_str());
       if (plugin.library.empty())
         std::printf("plug-in: %s\n", plugin.error.c_str());
