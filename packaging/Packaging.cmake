@@ -27,27 +27,31 @@ install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${docs}/changelog.gz
 install(FILES ${CMAKE_CURRENT_LIST_DIR}/copyright ${docs}/changelog.gz
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/libtransient-detector-dev COMPONENT dev)
 
-# The archives are static: stripped of their debugging sections only, so they still link.
-install(CODE "
-  if(CMAKE_INSTALL_DO_STRIP)
-    foreach(layer IN ITEMS base-core primitives engine)
-      execute_process(COMMAND ${CMAKE_STRIP} --strip-debug --remove-section=.comment --remove-section=.note
-        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/libtransient-detector-\${layer}.a\")
-    endforeach()
-  endif()" COMPONENT dev)
-# CPack's strip leaves the compilers' names and versions in .comment and .note, which no
-# program reads; Debian's own packages go without them.
+# Strips `files` (relative to the prefix) with the options `flags` when the install asks for
+# stripping, as cpack does: CPack's own strip leaves the compilers' names and versions in
+# .comment and .note, which no program reads and Debian's packages go without, and it
+# leaves the static archives alone.
+function(strip_on_install component flags)
+  install(CODE "
+    if(CMAKE_INSTALL_DO_STRIP)
+      foreach(file IN ITEMS ${ARGN})
+        execute_process(COMMAND ${CMAKE_STRIP} ${flags} \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/\${file}\")
+      endforeach()
+    endif()" COMPONENT ${component})
+endfunction()
+
+set(comments --remove-section=.comment --remove-section=.note)
+# The archives lose only their debugging sections, so that they still link.
+set(archives)
+foreach(layer IN ITEMS base-core primitives engine)
+  list(APPEND archives ${CMAKE_INSTALL_LIBDIR}/libtransient-detector-${layer}.a)
+endforeach()
+strip_on_install(dev "--strip-debug;${comments}" ${archives})
 set(binaries ${TRANSIENT_DETECTOR_VAMP_DIR}/$<TARGET_FILE_NAME:transient-detector>)
 if(TARGET detect-transients)
   list(APPEND binaries ${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:detect-transients>)
 endif()
-install(CODE "
-  if(CMAKE_INSTALL_DO_STRIP)
-    foreach(binary IN ITEMS ${binaries})
-      execute_process(COMMAND ${CMAKE_STRIP} --remove-section=.comment --remove-section=.note
-        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/\${binary}\")
-    endforeach()
-  endif()" COMPONENT plugin)
+strip_on_install(plugin "${comments}" ${binaries})
 
 set(CPACK_PACKAGE_NAME transient-detector)
 set(CPACK_PACKAGE_VENDOR "Kesmor GmbH")
